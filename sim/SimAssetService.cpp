@@ -1,0 +1,332 @@
+#include "SimAssetService.h"
+
+#include "SimHttp.h"
+#include "SimMainService.h"
+
+#include <httplib.h>
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QSet>
+
+namespace {
+
+const QString administrator = QStringLiteral("ZRV_Administrator");
+const QStringList bundleSuffixes = {QStringLiteral(".win.asb"), QStringLiteral(".ios.asb"),
+                                    QStringLiteral(".android.asb"), QStringLiteral(".web.asb")};
+
+int findById(const QJsonArray &list, int id)
+{
+    for (int i = 0; i < list.size(); ++i) {
+        if (list.at(i).toObject().value(QStringLiteral("Id")).toInt() == id)
+            return i;
+    }
+    return -1;
+}
+
+} // namespace
+
+SimAssetService::SimAssetService(const SimOptions &options, SimStateStore &store)
+    : m_options(options)
+    , m_store(store)
+{
+}
+
+void SimAssetService::registerRoutes(httplib::Server &server)
+{
+    const QString base = m_options.serviceBase;
+    using namespace std::placeholders;
+    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset"), httplib::Server::Handler(std::bind(&SimAssetService::assetAdd, this, _1, _2)));
+    server.Delete(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset/([^/]+)"), httplib::Server::Handler(std::bind(&SimAssetService::assetDelete, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistGet, this, _1, _2)));
+    server.Post(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistPost, this, _1, _2)));
+    server.Delete(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistDelete, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundleGet, this, _1, _2)));
+    server.Post(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundlePost, this, _1, _2)));
+    server.Delete(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundleDelete, this, _1, _2)));
+}
+
+void SimAssetService::assetAdd(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    QJsonObject asset;
+    if (!SimHttp::bodyObject(req, &asset)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
+    if (key < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+        return;
+    }
+    const QJsonObject meeting = s.meetings.value(key);
+    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
+        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
+        return;
+    }
+    QJsonObject &info = s.liveFor(meeting);
+    QJsonArray assets = info.value(QStringLiteral("assets")).toArray();
+    int id = asset.value(QStringLiteral("Id")).toInt();
+    const int mode = asset.value(QStringLiteral("Mode")).toInt();
+    if (id < 0 || id == placeholderBase || id > placeholderLast) {
+        SimHttp::error(res, 400, QStringLiteral("Asset id %1 is out of range").arg(id), source);
+        return;
+    }
+    if (mode == 3 && id <= placeholderBase) {
+        SimHttp::error(res, 400, QStringLiteral("A URL placeholder needs an id from %1 to %2").arg(placeholderBase + 1).arg(placeholderLast), source);
+        return;
+    }
+    if (id == 0) {
+        // The next free number of the ordinary range.
+        QSet<int> used;
+        for (const QJsonValue &a : assets)
+            used.insert(a.toObject().value(QStringLiteral("Id")).toInt());
+        id = 1;
+        while (used.contains(id))
+            ++id;
+        if (id >= placeholderBase) {
+            SimHttp::error(res, 409, QStringLiteral("No free asset number left"), source);
+            return;
+        }
+    }
+    const QString meetingId = meeting.value(QStringLiteral("meetingId")).toString();
+    asset.insert(QStringLiteral("Id"), id);
+    asset.insert(QStringLiteral("MeetingId"), meetingId);
+    const int index = findById(assets, id);
+    if (index >= 0)
+        assets.replace(index, asset);
+    else
+        assets.append(asset);
+    info.insert(QStringLiteral("assets"), assets);
+    s.logMeeting(meetingId, QStringLiteral("Asset %1 %2: %3").arg(id).arg(index >= 0 ? QStringLiteral("changed") : QStringLiteral("added"),
+                                                                     asset.value(QStringLiteral("StgRelPath")).toString()));
+    SimHttp::json(res, asset);
+}
+
+void SimAssetService::assetDelete(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    bool ok = false;
+    const int id = SimHttp::capture(req, 2).toInt(&ok);
+    if (!ok) {
+        SimHttp::error(res, 400, QStringLiteral("Asset id must be a number"), source);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
+    if (key < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+        return;
+    }
+    const QJsonObject meeting = s.meetings.value(key);
+    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
+        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
+        return;
+    }
+    QJsonObject &info = s.liveFor(meeting);
+    QJsonArray assets = info.value(QStringLiteral("assets")).toArray();
+    const int index = findById(assets, id);
+    if (index < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Asset %1 not found").arg(id), source);
+        return;
+    }
+    const QJsonObject removed = assets.at(index).toObject();
+    assets.removeAt(index);
+    info.insert(QStringLiteral("assets"), assets);
+    s.logMeeting(meeting.value(QStringLiteral("meetingId")).toString(), QStringLiteral("Asset %1 removed").arg(id));
+    SimHttp::json(res, removed);
+}
+
+void SimAssetService::banlistGet(const httplib::Request &req, httplib::Response &res)
+{
+    if (m_store.authorise(req, res, SimMainService::source()).isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    QJsonArray out;
+    for (const QJsonObject &entry : m_store.state().banlist)
+        out << entry;
+    SimHttp::json(res, out);
+}
+
+void SimAssetService::banlistPost(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    QJsonObject entry;
+    if (!SimHttp::bodyObject(req, &entry)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
+        return;
+    }
+    if (entry.value(QStringLiteral("Filename")).toString().isEmpty() || entry.value(QStringLiteral("Checksum")).toString().isEmpty()) {
+        SimHttp::error(res, 400, QStringLiteral("A ban list entry needs a Filename and a Checksum"), source);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    if (!s.hasRole(accountId, administrator)) {
+        SimHttp::error(res, 403, QStringLiteral("Only administrators may change the ban list"), source);
+        return;
+    }
+    int id = entry.value(QStringLiteral("Id")).toInt();
+    if (id <= 0 || !s.banlist.contains(id))
+        id = s.nextBanId++;
+    entry.insert(QStringLiteral("Id"), id);
+    if (!entry.contains(QStringLiteral("Mode")))
+        entry.insert(QStringLiteral("Mode"), 0);
+    s.banlist.insert(id, entry);
+    s.logService(QStringLiteral("Ban list entry %1 added: %2").arg(id).arg(entry.value(QStringLiteral("Filename")).toString()));
+    SimHttp::json(res, id);
+}
+
+void SimAssetService::banlistDelete(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    bool ok = false;
+    const int id = SimHttp::param(req, "banlistId").toInt(&ok);
+    if (!ok) {
+        SimHttp::error(res, 400, QStringLiteral("banlistId must be a number"), source);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    if (!s.hasRole(accountId, administrator)) {
+        SimHttp::error(res, 403, QStringLiteral("Only administrators may change the ban list"), source);
+        return;
+    }
+    if (!s.banlist.remove(id)) {
+        SimHttp::error(res, 404, QStringLiteral("Ban list entry %1 not found").arg(id), source);
+        return;
+    }
+    s.logService(QStringLiteral("Ban list entry %1 removed").arg(id));
+    SimHttp::json(res, id);
+}
+
+void SimAssetService::bundleGet(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    const QString bundleId = SimHttp::param(req, "bundleId");
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    const SimState &s = m_store.state();
+    const bool admin = s.hasRole(accountId, administrator);
+    QJsonArray out;
+    for (const QJsonObject &b : s.bundles) {
+        const QString owner = b.value(QStringLiteral("UserId")).toString();
+        const bool visible = admin || owner.isEmpty() || owner == accountId;
+        if (visible && (bundleId.isEmpty() || b.value(QStringLiteral("Id")).toString() == bundleId))
+            out << b;
+    }
+    if (!bundleId.isEmpty() && out.isEmpty()) {
+        SimHttp::error(res, 404, QStringLiteral("Asset bundle %1 not found").arg(bundleId), source);
+        return;
+    }
+    SimHttp::json(res, out);
+}
+
+void SimAssetService::bundlePost(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    QJsonObject bundle;
+    if (!SimHttp::bodyObject(req, &bundle)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
+        return;
+    }
+    const QString name = bundle.value(QStringLiteral("Name")).toString();
+    const QString stem = bundle.value(QStringLiteral("StgRelPath")).toString();
+    if (name.isEmpty() || stem.isEmpty()) {
+        SimHttp::error(res, 400, QStringLiteral("An asset bundle needs a Name and a StgRelPath"), source);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const bool admin = s.hasRole(accountId, administrator);
+    QString id = bundle.value(QStringLiteral("Id")).toString();
+    const bool global = id == QLatin1String("GLOBAL");
+    if (global && !admin) {
+        SimHttp::error(res, 403, QStringLiteral("Only administrators may create global asset bundles"), source);
+        return;
+    }
+    const QJsonObject existing = s.bundles.value(id);
+    if (!existing.isEmpty()) {
+        const QString owner = existing.value(QStringLiteral("UserId")).toString();
+        if (!admin && owner != accountId) {
+            SimHttp::error(res, 403, QStringLiteral("Not allowed to modify asset bundle %1").arg(id), source);
+            return;
+        }
+        bundle.insert(QStringLiteral("UserId"), owner);
+        bundle.insert(QStringLiteral("UserName"), existing.value(QStringLiteral("UserName")));
+    } else {
+        const QString ownerId = global ? QString() : accountId;
+        for (const QJsonObject &b : s.bundles) {
+            if (b.value(QStringLiteral("UserId")).toString() == ownerId && b.value(QStringLiteral("Name")).toString() == name) {
+                SimHttp::error(res, 409, QStringLiteral("An assetbundle of the name '%1' already exists.").arg(name), source);
+                return;
+            }
+        }
+        id = QStringLiteral("ab-%1").arg(s.nextBundleId++, 4, 10, QLatin1Char('0'));
+        bundle.insert(QStringLiteral("UserId"), ownerId);
+        bundle.insert(QStringLiteral("UserName"), global ? QString() : s.accounts.value(accountId).value(QStringLiteral("userId")).toString());
+    }
+    bundle.insert(QStringLiteral("Id"), id);
+    // The service describes the four stored files; sizes come from the client when it knows them.
+    const QJsonArray sentSizes = bundle.value(QStringLiteral("StgSize")).toArray();
+    QJsonArray sizes, paths, sums;
+    for (int i = 0; i < bundleSuffixes.size(); ++i) {
+        sizes << (i < sentSizes.size() ? sentSizes.at(i) : QJsonValue(0));
+        paths << QStringLiteral("%1/%2/%3%4").arg(m_options.s3Endpoint, m_options.s3Bucket, stem, bundleSuffixes.at(i));
+        sums << QString::fromLatin1(QCryptographicHash::hash((stem + bundleSuffixes.at(i)).toUtf8(), QCryptographicHash::Md5).toHex());
+    }
+    bundle.insert(QStringLiteral("StgSize"), sizes);
+    bundle.insert(QStringLiteral("StgPreSgnPath"), paths);
+    bundle.insert(QStringLiteral("StgChecksums"), sums);
+    s.bundles.insert(id, bundle);
+    s.logService(QStringLiteral("Asset bundle %1 (%2) stored").arg(id, name));
+    SimHttp::text(res, id);
+}
+
+void SimAssetService::bundleDelete(const httplib::Request &req, httplib::Response &res)
+{
+    const QString source = SimMainService::source();
+    const QString accountId = m_store.authorise(req, res, source);
+    if (accountId.isEmpty())
+        return;
+    const QString id = SimHttp::param(req, "bundleId");
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const auto it = s.bundles.constFind(id);
+    if (it == s.bundles.cend()) {
+        SimHttp::error(res, 404, QStringLiteral("Asset bundle %1 not found").arg(id), source);
+        return;
+    }
+    const QString owner = it->value(QStringLiteral("UserId")).toString();
+    if (owner.isEmpty()) {
+        SimHttp::error(res, 403, QStringLiteral("This Asset Bundle cannot be deleted."), source);
+        return;
+    }
+    if (owner != accountId && !s.hasRole(accountId, administrator)) {
+        SimHttp::error(res, 403, QStringLiteral("Not allowed to delete asset bundle %1").arg(id), source);
+        return;
+    }
+    s.bundles.remove(id);
+    s.logService(QStringLiteral("Asset bundle %1 deleted").arg(id));
+    SimHttp::text(res, id);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "SimOptions.h"
+#include "SimStateStore.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}
+
+// The main service's catalogue side: assets of a meeting, the ban list and asset bundles.
+class SimAssetService
+{
+public:
+    SimAssetService(const SimOptions &options, SimStateStore &store);
+    void registerRoutes(httplib::Server &server);
+
+    static constexpr int placeholderBase = 22000;
+    static constexpr int placeholderLast = 22999;
+
+private:
+    void assetAdd(const httplib::Request &req, httplib::Response &res);
+    void assetDelete(const httplib::Request &req, httplib::Response &res);
+    void banlistGet(const httplib::Request &req, httplib::Response &res);
+    void banlistPost(const httplib::Request &req, httplib::Response &res);
+    void banlistDelete(const httplib::Request &req, httplib::Response &res);
+    void bundleGet(const httplib::Request &req, httplib::Response &res);
+    void bundlePost(const httplib::Request &req, httplib::Response &res);
+    void bundleDelete(const httplib::Request &req, httplib::Response &res);
+
+    const SimOptions &m_options;
+    SimStateStore &m_store;
+};

@@ -1,0 +1,209 @@
+#include "SimFaultInjector.h"
+
+#include "SimHttp.h"
+
+#include <httplib.h>
+
+#include <QJsonArray>
+
+#include <chrono>
+
+namespace {
+
+const QString source = QStringLiteral("zarvo-sim");
+const QStringList shapes = {QStringLiteral("lowercase-content-type"), QStringLiteral("empty-body"), QStringLiteral("not-json")};
+
+bool isAdminPath(const std::string &path)
+{
+    return path.rfind("/_sim/", 0) == 0;
+}
+
+void adminError(httplib::Response &res, const QString &message)
+{
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("error"), message}}, 400);
+}
+
+} // namespace
+
+SimFaultInjector::SimFaultInjector(const SimOptions &options)
+    : m_options(options)
+{
+}
+
+void SimFaultInjector::install(httplib::Server &server)
+{
+    using namespace std::placeholders;
+    server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
+        return preRouting(req, res) ? httplib::Server::HandlerResponse::Handled : httplib::Server::HandlerResponse::Unhandled;
+    });
+    server.set_post_routing_handler(std::bind(&SimFaultInjector::postRouting, this, _1, _2));
+    server.Post("/_sim/fault", httplib::Server::Handler(std::bind(&SimFaultInjector::addFault, this, _1, _2)));
+    server.Get("/_sim/faults", httplib::Server::Handler(std::bind(&SimFaultInjector::listFaults, this, _1, _2)));
+    server.Delete("/_sim/fault", httplib::Server::Handler(std::bind(&SimFaultInjector::clearFaults, this, _1, _2)));
+}
+
+void SimFaultInjector::clear()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_rules.clear();
+        m_latencyMs = 0;
+        m_latencyPath.clear();
+        ++m_generation;
+    }
+    m_release.notify_all();
+}
+
+bool SimFaultInjector::matches(const QString &pattern, const QString &path)
+{
+    if (pattern.isEmpty())
+        return true;
+    if (pattern.endsWith(QLatin1Char('*')))
+        return path.startsWith(pattern.chopped(1));
+    return pattern == path;
+}
+
+bool SimFaultInjector::take(Kind kind, const QString &path, Rule *rule)
+{
+    for (auto it = m_rules.begin(); it != m_rules.end(); ++it) {
+        if (it->kind != kind || !matches(it->path, path))
+            continue;
+        *rule = *it;
+        if (it->remaining > 0 && --it->remaining == 0)
+            m_rules.erase(it);
+        return true;
+    }
+    return false;
+}
+
+bool SimFaultInjector::preRouting(const httplib::Request &req, httplib::Response &res)
+{
+    if (isAdminPath(req.path))
+        return false;
+    const QString path = QString::fromStdString(req.path);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const quint64 generation = m_generation;
+    const auto released = [&] { return m_generation != generation; };
+    if (m_latencyMs > 0 && matches(m_latencyPath, path))
+        m_release.wait_for(lock, std::chrono::milliseconds(m_latencyMs), released);
+    Rule rule;
+    if (take(Kind::Hang, path, &rule)) {
+        m_release.wait_for(lock, std::chrono::seconds(rule.seconds), released);
+        // A declared length that never arrives: the client sees the connection drop.
+        res.status = 200;
+        res.set_content_provider(1, "application/json", [](size_t, size_t, httplib::DataSink &) { return false; });
+        return true;
+    }
+    if (take(Kind::Failure, path, &rule)) {
+        SimHttp::error(res, rule.status, rule.message.isEmpty() ? QStringLiteral("Injected failure") : rule.message, source);
+        return true;
+    }
+    return false;
+}
+
+void SimFaultInjector::postRouting(const httplib::Request &req, httplib::Response &res)
+{
+    if (isAdminPath(req.path))
+        return;
+    Rule rule;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!take(Kind::Shape, QString::fromStdString(req.path), &rule))
+            return;
+    }
+    if (rule.shape == QLatin1String("lowercase-content-type")) {
+        const std::string type = res.get_header_value("Content-Type");
+        res.headers.erase("Content-Type"); // the header map ignores case, so this takes any spelling
+        res.headers.emplace("content-type", type.empty() ? std::string("application/json") : type);
+    } else if (rule.shape == QLatin1String("empty-body")) {
+        res.body.clear();
+    } else {
+        res.body = "<html><head><title>502 Bad Gateway</title></head><body>upstream hiccup</body></html>";
+    }
+    // The length was fixed when the handler set its content.
+    res.headers.erase("Content-Length");
+    res.headers.emplace("Content-Length", std::to_string(res.body.size()));
+}
+
+void SimFaultInjector::addFault(const httplib::Request &req, httplib::Response &res)
+{
+    QJsonObject body;
+    if (!SimHttp::bodyObject(req, &body)) {
+        adminError(res, QStringLiteral("body must be a JSON object"));
+        return;
+    }
+    Rule rule;
+    rule.remaining = body.value(QStringLiteral("count")).toInt(1);
+    if (rule.remaining == 0 || rule.remaining < -1) {
+        adminError(res, QStringLiteral("count must be positive, or -1 for until cleared"));
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (body.contains(QStringLiteral("latencyMs"))) {
+        m_latencyMs = qMax(0, body.value(QStringLiteral("latencyMs")).toInt());
+        m_latencyPath = body.value(QStringLiteral("path")).toString();
+    } else if (body.contains(QStringLiteral("hang"))) {
+        rule.kind = Kind::Hang;
+        rule.path = body.value(QStringLiteral("hang")).toString();
+        rule.seconds = qBound(1, body.value(QStringLiteral("seconds")).toInt(m_options.hangSeconds), 600);
+        m_rules.push_back(rule);
+    } else if (body.contains(QStringLiteral("shape"))) {
+        rule.kind = Kind::Shape;
+        rule.shape = body.value(QStringLiteral("shape")).toString();
+        rule.path = body.value(QStringLiteral("path")).toString();
+        if (!shapes.contains(rule.shape)) {
+            adminError(res, QStringLiteral("shape must be one of: %1").arg(shapes.join(QStringLiteral(", "))));
+            return;
+        }
+        m_rules.push_back(rule);
+    } else if (body.contains(QStringLiteral("status"))) {
+        rule.kind = Kind::Failure;
+        rule.path = body.value(QStringLiteral("path")).toString();
+        rule.status = body.value(QStringLiteral("status")).toInt();
+        rule.message = body.value(QStringLiteral("message")).toString();
+        if (rule.status < 400 || rule.status > 599) {
+            adminError(res, QStringLiteral("status must be from 400 to 599"));
+            return;
+        }
+        m_rules.push_back(rule);
+    } else {
+        adminError(res, QStringLiteral("expected one of latencyMs, hang, shape, status"));
+        return;
+    }
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}});
+}
+
+QJsonObject SimFaultInjector::ruleJson(const Rule &rule)
+{
+    QJsonObject o{{QStringLiteral("path"), rule.path}, {QStringLiteral("count"), rule.remaining}};
+    switch (rule.kind) {
+    case Kind::Failure:
+        o.insert(QStringLiteral("status"), rule.status);
+        break;
+    case Kind::Hang:
+        o.insert(QStringLiteral("hang"), rule.path);
+        o.insert(QStringLiteral("seconds"), rule.seconds);
+        break;
+    case Kind::Shape:
+        o.insert(QStringLiteral("shape"), rule.shape);
+        break;
+    }
+    return o;
+}
+
+void SimFaultInjector::listFaults(const httplib::Request &, httplib::Response &res)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    QJsonArray rules;
+    for (const Rule &r : m_rules)
+        rules << ruleJson(r);
+    SimHttp::json(res, QJsonObject{{QStringLiteral("latencyMs"), m_latencyMs},
+                                   {QStringLiteral("latencyPath"), m_latencyPath},
+                                   {QStringLiteral("faults"), rules}});
+}
+
+void SimFaultInjector::clearFaults(const httplib::Request &, httplib::Response &res)
+{
+    clear();
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}});
+}

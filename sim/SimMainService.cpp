@@ -1,0 +1,344 @@
+#include "SimMainService.h"
+
+#include "SimHttp.h"
+
+#include <httplib.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QUrl>
+
+#include <cmath>
+
+namespace {
+
+QJsonObject component(const QString &name, const QList<int> &version, const QString &url)
+{
+    QJsonArray numbers;
+    for (int n : version)
+        numbers << n;
+    return QJsonObject{{QStringLiteral("Name"), name}, {QStringLiteral("Version"), numbers}, {QStringLiteral("UpdateUrl"), url}};
+}
+
+QJsonObject vector3(double x, double y, double z)
+{
+    return QJsonObject{{QStringLiteral("x"), x}, {QStringLiteral("y"), y}, {QStringLiteral("z"), z}};
+}
+
+// Members may change their voice and role through the live record; nobody joins that way.
+QJsonArray mergedClients(const QJsonArray &current, const QJsonArray &sent)
+{
+    QJsonArray out;
+    for (const QJsonValue &c : current) {
+        QJsonObject member = c.toObject();
+        for (const QJsonValue &s : sent) {
+            const QJsonObject changed = s.toObject();
+            if (changed.value(QStringLiteral("Id")).toInt(-1) != member.value(QStringLiteral("Id")).toInt())
+                continue;
+            if (changed.value(QStringLiteral("voiceEnabled")).isBool())
+                member.insert(QStringLiteral("voiceEnabled"), changed.value(QStringLiteral("voiceEnabled")));
+            const QString role = changed.value(QStringLiteral("currentRole")).toString();
+            if (role == QLatin1String("Presenter") || role == QLatin1String("User"))
+                member.insert(QStringLiteral("currentRole"), role);
+        }
+        if (!member.value(QStringLiteral("voiceEnabled")).toBool())
+            member.insert(QStringLiteral("voiceIsTalking"), false);
+        out << member;
+    }
+    return out;
+}
+
+} // namespace
+
+SimMainService::SimMainService(const SimOptions &options, SimStateStore &store)
+    : m_options(options)
+    , m_store(store)
+{
+}
+
+QString SimMainService::source()
+{
+    return QStringLiteral("zrv-service");
+}
+
+bool SimMainService::prepare(QString *error)
+{
+    if (m_options.consoleUpdateFile.isEmpty()) {
+        m_installerName = QStringLiteral("ZarvoConsoleSetup-%1.sh").arg(m_options.consoleVersion);
+        m_installer = QStringLiteral("#!/bin/sh\necho \"Zarvo Console %1 installer (simulated)\"\n").arg(m_options.consoleVersion).toUtf8();
+        return true;
+    }
+    QFile file(m_options.consoleUpdateFile);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot read --console-update-file %1: %2").arg(m_options.consoleUpdateFile, file.errorString());
+        return false;
+    }
+    m_installer = file.readAll();
+    m_installerName = QFileInfo(m_options.consoleUpdateFile).fileName();
+    return true;
+}
+
+void SimMainService::registerRoutes(httplib::Server &server)
+{
+    const QString base = m_options.serviceBase;
+    using namespace std::placeholders;
+    server.Get(SimHttp::route(base, "/zrv/svc/meetings"), httplib::Server::Handler(std::bind(&SimMainService::meetings, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/status"), httplib::Server::Handler(std::bind(&SimMainService::status, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/versions"), httplib::Server::Handler(std::bind(&SimMainService::versions, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/update"), httplib::Server::Handler(std::bind(&SimMainService::update, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/download/([^/]+)"), httplib::Server::Handler(std::bind(&SimMainService::download, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), httplib::Server::Handler(std::bind(&SimMainService::info, this, _1, _2)));
+    server.Put(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), httplib::Server::Handler(std::bind(&SimMainService::infoUpdate, this, _1, _2)));
+    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/command"), httplib::Server::Handler(std::bind(&SimMainService::command, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/logfile"), httplib::Server::Handler(std::bind(&SimMainService::serviceLog, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/s3/token"), httplib::Server::Handler(std::bind(&SimMainService::s3Token, this, _1, _2)));
+    // After the fixed paths, so that "s3" or "meeting" never read as a meeting id.
+    server.Get(SimHttp::route(base, "/zrv/svc/([^/]+)/logfile"), httplib::Server::Handler(std::bind(&SimMainService::meetingLog, this, _1, _2)));
+}
+
+void SimMainService::meetings(const httplib::Request &req, httplib::Response &res)
+{
+    if (m_store.authorise(req, res, source()).isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    QJsonArray out;
+    for (const QJsonObject &info : m_store.state().live)
+        out << info;
+    SimHttp::json(res, out);
+}
+
+void SimMainService::status(const httplib::Request &, httplib::Response &res)
+{
+    // Public like a health check: the console also polls it while its token is being renewed.
+    res.status = 200;
+    const QJsonObject body{{QStringLiteral("code"), 200},
+                           {QStringLiteral("message"), QStringLiteral("OK - Version %1").arg(m_options.serviceVersion)},
+                           {QStringLiteral("source"), source()}};
+    SimHttp::json(res, body);
+}
+
+void SimMainService::versions(const httplib::Request &req, httplib::Response &res)
+{
+    // Asked before any login, so no token is needed.
+    const QString host = QString::fromStdString(req.get_header_value("Host"));
+    const QString url = QStringLiteral("http://%1%2/zrv/svc/download/%3")
+                            .arg(host, m_options.serviceBase, QString::fromLatin1(QUrl::toPercentEncoding(m_installerName)));
+    const QList<int> client = {2, 4, 1};
+    SimHttp::json(res, QJsonObject{
+        {QStringLiteral("Console"), component(QStringLiteral("Console"), m_options.consoleVersionNumbers(), url)},
+        {QStringLiteral("WindowsDesktop"), component(QStringLiteral("WindowsDesktop"), client, QString())},
+        {QStringLiteral("WindowsVR"), component(QStringLiteral("WindowsVR"), client, QString())},
+        {QStringLiteral("Android"), component(QStringLiteral("Android"), client, QString())},
+        {QStringLiteral("iOS"), component(QStringLiteral("iOS"), client, QString())},
+    });
+}
+
+void SimMainService::update(const httplib::Request &req, httplib::Response &res)
+{
+    const QString accountId = m_store.authorise(req, res, source());
+    if (accountId.isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    s.logService(QStringLiteral("Service update requested by %1").arg(s.accounts.value(accountId).value(QStringLiteral("userId")).toString()));
+    SimHttp::json(res, QJsonObject{{QStringLiteral("code"), 200},
+                                   {QStringLiteral("message"), QStringLiteral("OK - Update scheduled")},
+                                   {QStringLiteral("source"), source()}});
+}
+
+void SimMainService::download(const httplib::Request &req, httplib::Response &res)
+{
+    // Public: the console fetches the installer without its token.
+    if (SimHttp::capture(req, 1) != m_installerName) {
+        SimHttp::error(res, 404, QStringLiteral("No such file"), source());
+        return;
+    }
+    res.status = 200;
+    res.set_header("Content-Disposition", QStringLiteral("attachment; filename=\"%1\"").arg(m_installerName).toStdString());
+    res.set_content(m_installer.constData(), size_t(m_installer.size()), "application/octet-stream");
+}
+
+void SimMainService::info(const httplib::Request &req, httplib::Response &res)
+{
+    if (m_store.authorise(req, res, source()).isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    const SimState &s = m_store.state();
+    const auto it = s.live.constFind(SimHttp::capture(req, 1).toLower());
+    if (it == s.live.cend()) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+        return;
+    }
+    SimHttp::json(res, *it);
+}
+
+void SimMainService::infoUpdate(const httplib::Request &req, httplib::Response &res)
+{
+    const QString accountId = m_store.authorise(req, res, source());
+    if (accountId.isEmpty())
+        return;
+    QJsonObject body;
+    if (!SimHttp::bodyObject(req, &body)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source());
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
+    if (key < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+        return;
+    }
+    const QJsonObject meeting = s.meetings.value(key);
+    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
+        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source());
+        return;
+    }
+    QJsonObject &info = s.liveFor(meeting);
+    for (const char *key : {"voiceMode", "voiceMode3D", "chatMode", "assets", "assetBundles", "spawnPoints"}) {
+        const QString k = QLatin1String(key);
+        if (body.contains(k))
+            info.insert(k, body.value(k));
+    }
+    if (body.contains(QStringLiteral("clients")))
+        info.insert(QStringLiteral("clients"), mergedClients(info.value(QStringLiteral("clients")).toArray(),
+                                                             body.value(QStringLiteral("clients")).toArray()));
+    s.logMeeting(meeting.value(QStringLiteral("meetingId")).toString(), QStringLiteral("Meeting configuration updated"));
+    SimHttp::json(res, info);
+}
+
+void SimMainService::command(const httplib::Request &req, httplib::Response &res)
+{
+    const QString accountId = m_store.authorise(req, res, source());
+    if (accountId.isEmpty())
+        return;
+    QJsonObject body;
+    if (!SimHttp::bodyObject(req, &body)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source());
+        return;
+    }
+    const QString name = body.value(QStringLiteral("command")).toString();
+    const QJsonArray params = body.value(QStringLiteral("params")).toArray();
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimState &s = m_store.state();
+    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
+    if (key < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+        return;
+    }
+    const QString meetingId = s.meetings.value(key).value(QStringLiteral("meetingId")).toString();
+    if (!s.isActive(key)) {
+        SimHttp::error(res, 409, QStringLiteral("Meeting %1 is not running").arg(meetingId), source());
+        return;
+    }
+    if (params.isEmpty()) {
+        SimHttp::error(res, 400, QStringLiteral("Command %1 needs one parameter").arg(name), source());
+        return;
+    }
+    QJsonObject &info = s.live[meetingId.toLower()];
+    QJsonObject reply{{QStringLiteral("command"), name}, {QStringLiteral("meetingId"), meetingId}};
+    const QString param = params.first().toString();
+    if (name == QLatin1String("SendMessage")) {
+        s.logMeeting(meetingId, QStringLiteral("Message to all: %1").arg(param));
+        reply.insert(QStringLiteral("sList"), QJsonArray{QStringLiteral("Message delivered")});
+        SimHttp::json(res, reply);
+        return;
+    }
+    if (name != QLatin1String("KickPlayer") && name != QLatin1String("GetPlayerPos")) {
+        SimHttp::error(res, 400, QStringLiteral("Unknown command '%1'").arg(name), source());
+        return;
+    }
+    bool ok = false;
+    const int memberId = param.toInt(&ok);
+    QJsonArray clients = info.value(QStringLiteral("clients")).toArray();
+    int index = -1;
+    for (int i = 0; ok && i < clients.size(); ++i) {
+        if (clients.at(i).toObject().value(QStringLiteral("Id")).toInt() == memberId)
+            index = i;
+    }
+    if (index < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Player %1 not in meeting %2").arg(param, meetingId), source());
+        return;
+    }
+    const QJsonObject member = clients.at(index).toObject();
+    if (name == QLatin1String("KickPlayer")) {
+        clients.removeAt(index);
+        info.insert(QStringLiteral("clients"), clients);
+        s.logMeeting(meetingId, QStringLiteral("Player %1 (%2) kicked").arg(memberId).arg(member.value(QStringLiteral("Alias")).toString()));
+        reply.insert(QStringLiteral("sList"), QJsonArray{QStringLiteral("Player %1 kicked").arg(memberId)});
+    } else {
+        // Members wander on a circle; the position follows the life steps.
+        const double angle = double(s.lifeSteps % 36) * 10.0 + memberId * 40.0;
+        const double rad = angle * 3.14159265358979 / 180.0;
+        reply.insert(QStringLiteral("sList"), QJsonArray{QStringLiteral("Position of player %1").arg(memberId)});
+        reply.insert(QStringLiteral("vList"), QJsonArray{vector3(std::round(5.0 * std::cos(rad) * 100) / 100, 0.0, std::round(5.0 * std::sin(rad) * 100) / 100),
+                                                         vector3(0.0, std::fmod(angle + 90.0, 360.0), 0.0)});
+    }
+    SimHttp::json(res, reply);
+}
+
+int SimMainService::logCount(const httplib::Request &req)
+{
+    if (!SimHttp::hasParam(req, "count"))
+        return 100;
+    bool ok = false;
+    const int count = SimHttp::param(req, "count").toInt(&ok);
+    return ok ? count : -1;
+}
+
+void SimMainService::meetingLog(const httplib::Request &req, httplib::Response &res)
+{
+    if (m_store.authorise(req, res, source()).isEmpty())
+        return;
+    const int count = logCount(req);
+    if (count < 0) {
+        SimHttp::error(res, 400, QStringLiteral("count must be a number of lines"), source());
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    const SimState &s = m_store.state();
+    const QString meetingId = SimHttp::capture(req, 1).toLower();
+    if (s.meetingKey(meetingId) < 0) {
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+        return;
+    }
+    SimHttp::text(res, SimState::tail(s.meetingLogs.value(meetingId), count));
+}
+
+void SimMainService::serviceLog(const httplib::Request &req, httplib::Response &res)
+{
+    if (m_store.authorise(req, res, source()).isEmpty())
+        return;
+    const int count = logCount(req);
+    if (count < 0) {
+        SimHttp::error(res, 400, QStringLiteral("count must be a number of lines"), source());
+        return;
+    }
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimHttp::text(res, SimState::tail(m_store.state().serviceLog, count));
+}
+
+void SimMainService::s3Token(const httplib::Request &req, httplib::Response &res)
+{
+    const QString accountId = m_store.authorise(req, res, source());
+    if (accountId.isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    const QJsonObject storage = m_store.state().accounts.value(accountId).value(QStringLiteral("storage")).toObject();
+    const QString mode = storage.value(QStringLiteral("Modus")).toString().toUpper();
+    if (mode != QLatin1String("MINIO") && mode != QLatin1String("S3")) {
+        SimHttp::error(res, 404, QStringLiteral("No object store configured for this account"), source());
+        return;
+    }
+    SimHttp::json(res, QJsonObject{
+        {QStringLiteral("AccessKeyId"), m_options.s3AccessKey},
+        {QStringLiteral("SecretAccessKey"), m_options.s3SecretKey},
+        {QStringLiteral("SessionToken"), QStringLiteral("st.") + SimHttp::randomToken(18)},
+        {QStringLiteral("AssumedRoleId"), storage.value(QStringLiteral("Folder")).toString()},
+        {QStringLiteral("Arn"), QStringLiteral("MINIO")},
+        {QStringLiteral("Expiration"), SimHttp::textDate(QDateTime::currentDateTimeUtc().addSecs(m_options.s3KeyLifetime))},
+        {QStringLiteral("Bucket"), m_options.s3Bucket},
+        {QStringLiteral("Endpoint"), m_options.s3Endpoint},
+    });
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "SimOptions.h"
+#include "SimStateStore.h"
+
+#include <QByteArray>
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}
+
+// The main service's running-meeting side under "<service-base>/zrv/svc": live records,
+// commands, logs, status, versions with the console installer, temporary storage keys.
+class SimMainService
+{
+public:
+    SimMainService(const SimOptions &options, SimStateStore &store);
+    // False with *error when --console-update-file cannot be read.
+    bool prepare(QString *error);
+    void registerRoutes(httplib::Server &server);
+
+    static QString source();
+
+private:
+    void meetings(const httplib::Request &req, httplib::Response &res);
+    void status(const httplib::Request &req, httplib::Response &res);
+    void versions(const httplib::Request &req, httplib::Response &res);
+    void update(const httplib::Request &req, httplib::Response &res);
+    void download(const httplib::Request &req, httplib::Response &res);
+    void info(const httplib::Request &req, httplib::Response &res);
+    void infoUpdate(const httplib::Request &req, httplib::Response &res);
+    void command(const httplib::Request &req, httplib::Response &res);
+    void meetingLog(const httplib::Request &req, httplib::Response &res);
+    void serviceLog(const httplib::Request &req, httplib::Response &res);
+    void s3Token(const httplib::Request &req, httplib::Response &res);
+
+    static int logCount(const httplib::Request &req);
+
+    const SimOptions &m_options;
+    SimStateStore &m_store;
+    QString m_installerName;
+    QByteArray m_installer;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "SimOptions.h"
+#include "SimState.h"
+
+// The state a fresh simulator starts with: the seven accounts, meetings in both states,
+// ban list, bundles and logs.
+class SimSeedData
+{
+public:
+    explicit SimSeedData(const SimOptions &options);
+    SimState build() const;
+
+    // Base64 of the SHA-512 of a password, the form the console stores meeting passwords in.
+    static QString passwordHash(const QString &password);
+
+private:
+    QJsonObject account(const QString &id, const QString &login, const QString &password,
+                        const QString &first, const QString &last, const QStringList &roles) const;
+    QJsonObject minioStorage(const QString &folder, bool fixedCredentials) const;
+    void addMeetings(SimState &s) const;
+    void addBanlistAndBundles(SimState &s) const;
+
+    const SimOptions &m_options;
+};

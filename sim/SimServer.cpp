@@ -1,0 +1,133 @@
+#include "SimServer.h"
+
+#include "SimHttp.h"
+
+#include <httplib.h>
+
+#include <QJsonDocument>
+
+SimServer::SimServer(const SimOptions &options)
+    : m_options(options)
+    , m_server(new httplib::Server)
+    , m_store(options)
+    , m_faults(options)
+    , m_auth(options, m_store)
+    , m_registry(options, m_store)
+    , m_main(options, m_store)
+    , m_assets(options, m_store)
+    , m_life(options, m_store)
+{
+}
+
+SimServer::~SimServer()
+{
+    m_life.stop();
+}
+
+bool SimServer::prepare(QString *error)
+{
+    if (!m_store.initialise(error) || !m_main.prepare(error))
+        return false;
+    // Hanging requests hold a worker each, so keep plenty in reserve.
+    m_server->new_task_queue = [] { return new httplib::ThreadPool(32); };
+    m_server->set_keep_alive_max_count(1000);
+    m_faults.install(*m_server);
+    m_auth.registerRoutes(*m_server);
+    m_registry.registerRoutes(*m_server);
+    m_main.registerRoutes(*m_server);
+    m_assets.registerRoutes(*m_server);
+    using namespace std::placeholders;
+    m_server->Get("/_sim/health", httplib::Server::Handler(std::bind(&SimServer::health, this, _1, _2)));
+    m_server->Post("/_sim/reset", httplib::Server::Handler(std::bind(&SimServer::reset, this, _1, _2)));
+    m_server->Post("/_sim/save", httplib::Server::Handler(std::bind(&SimServer::save, this, _1, _2)));
+    m_server->Get("/_sim/state", httplib::Server::Handler(std::bind(&SimServer::dump, this, _1, _2)));
+    m_server->Post("/_sim/tick", httplib::Server::Handler(std::bind(&SimServer::tick, this, _1, _2)));
+    m_server->set_logger(std::bind(&SimServer::logRequest, this, _1, _2));
+    if (m_options.port == 0)
+        m_port = m_server->bind_to_any_port("127.0.0.1");
+    else
+        m_port = m_server->bind_to_port("127.0.0.1", m_options.port) ? m_options.port : -1;
+    if (m_port <= 0) {
+        *error = QStringLiteral("cannot listen on 127.0.0.1:%1").arg(m_options.port);
+        return false;
+    }
+    return true;
+}
+
+bool SimServer::run()
+{
+    m_life.start();
+    const bool ok = m_server->listen_after_bind();
+    m_life.stop();
+    return ok;
+}
+
+void SimServer::stop()
+{
+    m_faults.clear();
+    m_server->stop();
+}
+
+bool SimServer::saveState(QString *error)
+{
+    if (m_options.statePath.isEmpty())
+        return true;
+    return m_store.save(m_options.statePath, error);
+}
+
+void SimServer::logRequest(const httplib::Request &req, const httplib::Response &res)
+{
+    // Reads leave no trace, as in the real service; changes and failures do.
+    if (req.path.rfind("/_sim/", 0) == 0 || (req.method == "GET" && res.status < 400))
+        return;
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    m_store.state().logService(QStringLiteral("%1 %2 -> %3").arg(QString::fromStdString(req.method),
+                                                                  QString::fromStdString(req.path)).arg(res.status));
+}
+
+void SimServer::health(const httplib::Request &, httplib::Response &res)
+{
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}, {QStringLiteral("port"), m_port}});
+}
+
+void SimServer::reset(const httplib::Request &, httplib::Response &res)
+{
+    m_faults.clear();
+    m_store.reseed();
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}});
+}
+
+void SimServer::save(const httplib::Request &req, httplib::Response &res)
+{
+    QJsonObject body;
+    QString path = m_options.statePath;
+    if (SimHttp::bodyObject(req, &body) && body.contains(QStringLiteral("path")))
+        path = body.value(QStringLiteral("path")).toString();
+    if (path.isEmpty()) {
+        SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("error"), QStringLiteral("no --state file and no \"path\" given")}}, 400);
+        return;
+    }
+    QString error;
+    if (!m_store.save(path, &error)) {
+        SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("error"), error}}, 500);
+        return;
+    }
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}, {QStringLiteral("path"), path}});
+}
+
+void SimServer::dump(const httplib::Request &, httplib::Response &res)
+{
+    std::lock_guard<std::mutex> lock(m_store.mutex());
+    SimHttp::json(res, m_store.state().toJson());
+}
+
+void SimServer::tick(const httplib::Request &req, httplib::Response &res)
+{
+    int steps = 1;
+    QJsonObject body;
+    if (SimHttp::bodyObject(req, &body))
+        steps = qBound(1, body.value(QStringLiteral("steps")).toInt(1), 1000);
+    for (int i = 0; i < steps; ++i)
+        m_life.step();
+    SimHttp::json(res, QJsonObject{{QStringLiteral("ok"), true}, {QStringLiteral("steps"), steps}});
+}
