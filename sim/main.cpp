@@ -36,22 +36,23 @@ int main(int argc, char *argv[])
         return 1;
     }
 
-    std::thread signalWaiter([&server, stopSignals] {
+    // Saved as soon as the signal comes: idle keep-alive connections may hold the
+    // shutdown for a few seconds more, and whoever sent the signal may not wait that long.
+    bool saved = true;
+    std::thread signalWaiter([&server, &saved, stopSignals] {
         int signal = 0;
         sigwait(&stopSignals, &signal);
         server.stop();
+        QString saveError;
+        saved = server.saveState(&saveError);
+        if (!saved)
+            std::fprintf(stderr, "zarvo-sim: %s\n", qPrintable(saveError));
     });
 
     std::cout << "zarvo-sim listening on http://127.0.0.1:" << server.port() << std::endl;
     const bool ok = server.run();
-
-    // A stop that did not come from a signal still has to release the waiter.
-    pthread_kill(signalWaiter.native_handle(), SIGTERM);
+    if (!ok) // the waiter still sleeps in sigwait; wake it so it saves and ends
+        pthread_kill(signalWaiter.native_handle(), SIGTERM);
     signalWaiter.join();
-
-    if (!server.saveState(&error)) {
-        std::fprintf(stderr, "zarvo-sim: %s\n", qPrintable(error));
-        return 1;
-    }
-    return ok ? 0 : 1;
+    return ok && saved ? 0 : 1;
 }
