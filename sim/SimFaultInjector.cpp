@@ -78,6 +78,9 @@ bool SimFaultInjector::take(Kind kind, const QString &path, Rule *rule)
 
 bool SimFaultInjector::preRouting(const httplib::Request &req, httplib::Response &res)
 {
+    // Replies go out uncompressed, whatever the client offers, so that a reshaped body and
+    // its length stay what the switch says. The request object is httplib's own, not const.
+    const_cast<httplib::Request &>(req).headers.erase("Accept-Encoding");
     if (isAdminPath(req.path))
         return false;
     const QString path = QString::fromStdString(req.path);
