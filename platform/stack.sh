@@ -66,7 +66,10 @@ sim_binary() {
   fi
   [ -f "$top/sim/CMakeLists.txt" ] || { echo "simulator sources not found, starting without it" >&2; return 0; }
   local build=$top/build-run bin=$top/build-run/sim/zarvo-sim
-  if [ -x "$bin" ] && [ -z "$(find "$top/sim" -newer "$bin" -print -quit)" ]; then
+  # The stamp marks the last build that went through; make leaves the binary's
+  # time alone when a change did not touch it.
+  local stamp=$build/sim/.stack-built
+  if [ -x "$bin" ] && [ -f "$stamp" ] && [ -z "$(find "$top/sim" "$top/CMakeLists.txt" -newer "$stamp" -print -quit)" ]; then
     echo "$bin"
     return 0
   fi
@@ -76,6 +79,7 @@ sim_binary() {
        cmake -S "$top" -B "$build" -DZRV_SANITIZE=OFF -DZRV_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=Release; } \
      >> "$logs/build.log" 2>&1 &&
      cmake --build "$build" --target zarvo-sim -j"$(nproc)" >> "$logs/build.log" 2>&1; then
+    touch "$stamp"
     echo "$bin"
   else
     echo "zarvo-sim did not build (see $logs/build.log), starting without it" >&2
@@ -242,7 +246,11 @@ cmd_start() {
     return 0
   fi
   cmd_stop > /dev/null
-  [ "${1:-}" = --fresh ] && rm -rf "$state/sim-state.json" "$state/webdav" "$state/samples"
+  # The simulator's records name the stores' ports, which change from start to
+  # start, and the S3 store keeps nothing, so every start seeds the services anew;
+  # only the WebDAV folder lives on unless --fresh.
+  [ "${1:-}" = --fresh ] && rm -rf "$state/webdav" "$state/samples"
+  rm -f "$state/sim-state.json"
   mkdir -p "$ZRV_PIDS" "$logs"
   local t0=$SECONDS
   install_deps

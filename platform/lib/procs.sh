@@ -24,11 +24,15 @@ proc_alive() {
 
 # proc_group <pgid>: pids of the live members of a process group.
 proc_group() {
-  local stat pid
+  local stat line pid
+  local -a rest
+  # Builtins only: this runs over every process, several times a second while stopping.
   for stat in /proc/[0-9]*/stat; do
-    pid=${stat#/proc/}; pid=${pid%/stat}
-    [ "$(proc_field "$pid" 5 2>/dev/null)" = "$1" ] || continue
-    [ "$(proc_field "$pid" 3 2>/dev/null)" != Z ] && echo "$pid"
+    { read -r line < "$stat"; } 2>/dev/null || continue
+    read -r -a rest <<< "${line##*) }"
+    if [ "${rest[2]}" = "$1" ] && [ "${rest[0]}" != Z ]; then
+      pid=${stat#/proc/}; echo "${pid%/stat}"
+    fi
   done
   return 0
 }

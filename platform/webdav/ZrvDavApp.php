@@ -23,9 +23,11 @@ class ZrvDavApp
         return $user === '' ? null : $user;
     }
 
-    public static function create($root, array $passwords, $requestUri, $request = null)
+    // $request and $response default to the running PHP request; tests pass their own.
+    public static function create($root, array $passwords, $request = null, $response = null)
     {
-        $owner = self::ownerOf($requestUri);
+        $request = $request ?: new \Sabre\HTTP\Request();
+        $owner = self::ownerOf($request->getUri());
         if ($owner !== null && isset($passwords[$owner])) {
             $home = $root . '/' . $owner;
             if (!is_dir($home)) {
@@ -38,8 +40,9 @@ class ZrvDavApp
             $server = new ZrvDavServer(new \Sabre\DAV\SimpleCollection('files'));
             $server->setBaseUri(self::FILES_PREFIX);
         }
-        if ($request !== null) {
-            $server->httpRequest = $request;
+        $server->httpRequest = $request;
+        if ($response !== null) {
+            $server->httpResponse = $response;
         }
         $server->addPlugin(new \Sabre\DAV\Auth\Plugin(new ZrvDavUsers($passwords, $owner), 'NextCloud'));
         return $server;

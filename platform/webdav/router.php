@@ -10,6 +10,6 @@ if (parse_url($uri, PHP_URL_PATH) === '/status.php') {
     echo json_encode(array('installed' => true, 'maintenance' => false, 'productname' => 'NextCloud'));
     return true;
 }
-$server = ZrvDavApp::create(getenv('ZRV_DAV_ROOT'), ZrvDavUsers::parse(getenv('ZRV_DAV_USERS')), $uri);
+$server = ZrvDavApp::create(getenv('ZRV_DAV_ROOT'), ZrvDavUsers::parse(getenv('ZRV_DAV_USERS')));
 $server->exec();
 return true;
