@@ -195,6 +195,26 @@ EOF
   mv "$ini.tmp" "$ini"
 }
 
+# launch <name> <start function> <path> <seconds> [port]: starts a service on
+# the given port or a free one and prints the port once it answers at <path>.
+# A free port can be taken by someone else before the service binds it, so an
+# early exit is tried again on another one.
+launch() {
+  local name=$1 fn=$2 path=$3 secs=$4 fixed=${5:-} port attempt
+  for attempt in 1 2 3; do
+    port=${fixed:-$(free_port)}
+    "$fn" "$port" >&2 || return 1
+    if wait_ready "$name" "$port" "http://127.0.0.1:$port$path" "$secs"; then
+      echo "$port"
+      return 0
+    fi
+    { [ -z "$fixed" ] && ! proc_running "$name"; } || break
+    echo "$name: trying another port" >&2
+  done
+  tail -n 20 "$logs/$name.log" >&2
+  return 1
+}
+
 any_running() {
   local s
   for s in "${services[@]}"; do proc_running "$s" && return 0; done
@@ -261,14 +281,9 @@ cmd_start() {
   started=0
   trap '[ $started = 1 ] || { echo "start failed; stopping what was started" >&2; cmd_stop > /dev/null; }' EXIT
   local s3_port dav_port
-  s3_port=${ZRV_S3_PORT:-$(free_port)}
-  dav_port=${ZRV_DAV_PORT:-$(free_port)}
-  while [ "$dav_port" = "$s3_port" ]; do dav_port=$(free_port); done
+  dav_port=$(launch webdav start_webdav /status.php 10 "${ZRV_DAV_PORT:-}")
+  s3_port=$(launch s3 start_s3 / 30 "${ZRV_S3_PORT:-}")
   local s3_url=http://127.0.0.1:$s3_port dav_url=http://127.0.0.1:$dav_port
-  start_s3 "$s3_port"
-  start_webdav "$dav_port"
-  wait_http webdav "$dav_url/status.php" 10
-  wait_http s3 "$s3_url/" 30
   seed_s3 "$s3_url"
 
   local sim_url=""
@@ -276,7 +291,7 @@ cmd_start() {
     local sim_port
     sim_port=$(start_sim "$sim_bin" "${ZRV_SIM_PORT:-0}" "$s3_url" "$dav_url")
     sim_url=http://127.0.0.1:$sim_port
-    wait_http sim "$sim_url/_sim/health" 10
+    wait_ready sim "$sim_port" "$sim_url/_sim/health" 10
     write_ini "$sim_url"
   fi
   started=1

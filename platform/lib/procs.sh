@@ -96,16 +96,34 @@ free_port() {
           $n = stream_socket_get_name($s, false); echo substr($n, strrpos($n, ":") + 1), "\n";'
 }
 
-# wait_http <name> <url> <seconds>: until the service answers anything over HTTP,
-# or fails as soon as its process is gone.
-wait_http() {
-  local name=$1 url=$2 deadline=$((SECONDS + $3)) code
+# proc_listens <name> <port>: the service itself (not someone else on the same
+# port) holds a listening socket on that port.
+proc_listens() {
+  local pid hex inodes fd
+  pid=$(proc_pid "$1") || return 1
+  printf -v hex '%04X' "$2"
+  # Field 4 "0A" is LISTEN; field 10 the socket's inode.
+  inodes=$(awk -v p=":$hex" '$4 == "0A" && substr($2, length($2) - 4) == p { print "socket:[" $10 "]" }' \
+           /proc/net/tcp /proc/net/tcp6 2>/dev/null)
+  [ -n "$inodes" ] || return 1
+  for fd in /proc/"$pid"/fd/*; do
+    grep -qxF "$(readlink "$fd" 2>/dev/null)" <<< "$inodes" && return 0
+  done
+  return 1
+}
+
+# wait_ready <name> <port> <url> <seconds>: until the service listens on its
+# port and answers over HTTP; fails at once when its process is gone.
+wait_ready() {
+  local name=$1 port=$2 url=$3 deadline=$((SECONDS + $4)) code
   while [ $SECONDS -lt $deadline ]; do
-    code=$(curl -s -o /dev/null -m 2 -w '%{http_code}' "$url" 2>/dev/null) || true
-    [ "$code" != 000 ] && [ -n "$code" ] && return 0
     proc_running "$name" || { echo "$name: exited during start-up" >&2; return 1; }
+    if proc_listens "$name" "$port"; then
+      code=$(curl -s -o /dev/null -m 2 -w '%{http_code}' "$url" 2>/dev/null) || true
+      [ -n "$code" ] && [ "$code" != 000 ] && return 0
+    fi
     sleep 0.1
   done
-  echo "$name: no answer at $url within $3 s" >&2
+  echo "$name: not ready at $url within $4 s" >&2
   return 1
 }

@@ -144,6 +144,12 @@ check "a simulator that dies at start fails the start" [ $? -ne 0 ]
 check "a failed start leaves none of its processes behind" [ -z "$(ls "$work/failed/pids")" ]
 grep -q 'exited during start-up' <<< "$failed_out" || echo "$failed_out" | sed 's/^/  | /'
 
+taken_port=${ZRV_DAV_URL##*:}
+taken_out=$(ZRV_STACK_DIR=$work/taken ZRV_SIM_BIN=none ZRV_DAV_PORT=$taken_port bash "$stack" start 2>&1)
+check "a fixed port that another server holds fails the start" [ $? -ne 0 ]
+check "the failure names the taken port" grep -q 'Address already in use' <<< "$taken_out"
+check "that failed start leaves none of its processes behind" [ -z "$(ls "$work/taken/pids")" ]
+
 # --- stop ------------------------------------------------------------------------
 cp -r "$ZRV_STACK_DIR/pids" "$work/recorded"
 urls=("$ZRV_S3_URL/" "$ZRV_DAV_URL/status.php")
