@@ -26,9 +26,9 @@ ini=$state/zarvo.ini
 envfile=$state/stack.env
 tools=$top/.stack
 
-# shellcheck source=lib/procs.sh
+# shellcheck source=platform/lib/procs.sh
 source "$here/lib/procs.sh"
-# shellcheck source=lib/samples.sh
+# shellcheck source=platform/lib/samples.sh
 source "$here/lib/samples.sh"
 
 bucket=zarvo
@@ -124,7 +124,10 @@ seed_s3() {
   code=$(curl -s -o "$logs/s3-seed.log" -w '%{http_code}' -X PUT "$url/$bucket") || true
   # 409: the bucket is there already.
   case $code in 200|409) ;; *) echo "S3 store: creating bucket $bucket answered $code" >&2; return 1 ;; esac
-  [ -d "$samples" ] || samples_s3 "$samples"
+  if [ ! -d "$samples" ]; then
+    # Made aside and moved in whole, so an interrupted start leaves no half set.
+    rm -rf "$samples.part"; samples_s3 "$samples.part"; mv "$samples.part" "$samples"
+  fi
   local args=() file key
   while IFS= read -r -d '' file; do
     key=${file#"$samples"/}
@@ -145,7 +148,9 @@ urlencode_path() {
 
 start_webdav() {
   local port=$1 root=$state/webdav
-  [ -d "$root/cloud" ] || samples_webdav "$root/cloud"
+  if [ ! -d "$root/cloud" ]; then
+    rm -rf "$root/cloud.part"; samples_webdav "$root/cloud.part"; mv "$root/cloud.part" "$root/cloud"
+  fi
   ZRV_DAV_ROOT=$root ZRV_DAV_USERS=$dav_users proc_start webdav "$logs/webdav.log" \
     php -d display_errors=stderr -d log_errors=0 -S "127.0.0.1:$port" "$here/webdav/router.php"
 }
@@ -200,8 +205,8 @@ EOF
 # A free port can be taken by someone else before the service binds it, so an
 # early exit is tried again on another one.
 launch() {
-  local name=$1 fn=$2 path=$3 secs=$4 fixed=${5:-} port attempt
-  for attempt in 1 2 3; do
+  local name=$1 fn=$2 path=$3 secs=$4 fixed=${5:-} port
+  for _ in 1 2 3; do
     port=${fixed:-$(free_port)}
     "$fn" "$port" >&2 || return 1
     if wait_ready "$name" "$port" "http://127.0.0.1:$port$path" "$secs"; then
@@ -238,6 +243,7 @@ cmd_stop() {
 
 cmd_status() {
   local s running=0 total=0
+  # shellcheck source=/dev/null
   [ -f "$envfile" ] && source "$envfile"
   for s in "${services[@]}"; do
     [ -f "$ZRV_PIDS/$s.pid" ] || continue

@@ -30,10 +30,11 @@ own_stack=1
 bash "$stack" status > /dev/null 2>&1 && own_stack=0
 
 waiter=""
+# shellcheck disable=SC2317  # reached through the traps
 stop_stack() {
   trap - EXIT INT TERM
   [ -z "$waiter" ] || kill "$waiter" 2>/dev/null || true
-  [ $own_stack = 1 ] || return 0
+  [ "$own_stack" = 1 ] || return 0
   echo "Stopping the local platform ..."
   bash "$stack" stop
 }

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Process bookkeeping of the stack: each service runs in a session of its own
 # and is recorded as "<pid> <start time>" in $ZRV_PIDS/<name>.pid, so that a
 # recycled pid is never taken for ours and stop reaches the whole group.
@@ -92,6 +93,7 @@ proc_stop() {
 
 # free_port: a loopback port nobody listens on right now.
 free_port() {
+  # shellcheck disable=SC2016
   php -r '$s = stream_socket_server("tcp://127.0.0.1:0", $no, $err) or exit(1);
           $n = stream_socket_get_name($s, false); echo substr($n, strrpos($n, ":") + 1), "\n";'
 }

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sample files of the stack: what the accounts find in their storage on a fresh start.
 
 # The seed meetings show "<login>/models/stage.fbx" with this size.
@@ -8,6 +9,7 @@ sample_fbx() {  # sample_fbx <file> <size> <name>
     printf 'FBXHeaderExtension:  {\n\tFBXHeaderVersion: 1003\n\tFBXVersion: 7400\n}\n'
     printf 'Objects:  {\n'
     # One printf over a long argument list; a shell loop would cost a second per file.
+    # shellcheck disable=SC2183,SC2046
     printf '\tVertices: *3 { a: %d,0,%d }\n' $(seq 0 $(($2 / 8)))
   } > "$1"
   truncate -s "$2" "$1"

@@ -2,6 +2,7 @@
 # Starts the local platform in a folder of its own, uses each service the way
 # the console does, stops it and makes sure none of its processes is left.
 # ZRV_SIM_BIN names the simulator to use ("none": the stack runs without it).
+# shellcheck disable=SC2016  # the PHP snippets are meant for PHP, not for the shell
 set -uo pipefail
 top=${ZRV_SOURCE_DIR:-$(cd "$(dirname "$0")/../.." && pwd)}
 stack=$top/platform/stack.sh
@@ -72,6 +73,7 @@ rc=$?
 echo "$out" | sed 's/^/  | /'
 check "start succeeds" [ $rc -eq 0 ]
 [ $rc -eq 0 ] || exit 1
+# shellcheck source=/dev/null
 source "$ZRV_STACK_DIR/stack.env"
 check "status reports a running stack" bash "$stack" status > /dev/null
 
@@ -124,7 +126,6 @@ if [ "${ZRV_SIM_BIN:-}" != none ]; then
   check "the INI names the four groups" \
     [ "$(grep -o '^\[[A-Za-z_]*\]' "$ini" | tr '\n' ' ')" = "[ZRV_MeetingService] [ZRV_AuthService] [ZRV_Service] [ZRV_Console] " ]
   check "each service group points at the simulator" [ "$(grep -c "^host=$ZRV_SIM_URL\$" "$ini")" -eq 3 ]
-  check "the console settings are there" grep -q '^inactivitytime=180$' "$ini"
 fi
 
 # --- a second start, a second stack, a failed start ----------------------------------
@@ -132,7 +133,7 @@ pids_before=$(cat "$ZRV_STACK_DIR"/pids/*.pid)
 bash "$stack" start > /dev/null 2>&1
 check "starting a running stack leaves it as it is" [ "$(cat "$ZRV_STACK_DIR"/pids/*.pid)" = "$pids_before" ]
 
-other_out=$(ZRV_STACK_DIR=$work/other ZRV_SIM_BIN=none bash "$stack" start 2>&1)
+ZRV_STACK_DIR=$work/other ZRV_SIM_BIN=none bash "$stack" start > /dev/null 2>&1
 check "a second stack starts beside the first" [ $? -eq 0 ]
 other_dav=$(sed -n 's/^ZRV_DAV_URL=//p' "$work/other/stack.env" 2>/dev/null)
 check "the second stack has ports of its own" [ -n "$other_dav" -a "$other_dav" != "$ZRV_DAV_URL" ]
