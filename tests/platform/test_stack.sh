@@ -44,8 +44,9 @@ parents_first() {
     exit($ok ? 0 : 1);'
 }
 
+# The root is asked for without a trailing slash, as the console does.
 propfind() {  # propfind <user:password> <depth> [path]
-  curl -s -u "$1" -X PROPFIND -H "Depth: $2" -w '\n%{http_code}' "$ZRV_DAV_URL/remote.php/dav/files/cloud/${3:-}"
+  curl -s -k -u "$1" -X PROPFIND -H "Depth: $2" -w '\n%{http_code}' "$ZRV_DAV_URL/remote.php/dav/files/cloud${3:+/$3}"
 }
 
 # alive <pid> <start time>: that very process still runs (zombies count as gone).
