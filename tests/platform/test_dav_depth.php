@@ -129,20 +129,6 @@ foreach ($refusals as $name => $row) {
           'status ' . $response->status . ": $body");
 }
 
-list($response, $body) = request($root, 'GET', '/remote.php/dav/files/cloud/a/one.png', 'cloud', 'cloud123', null);
-check('GET returns the file', $response->status == 200 && $body === 'cloud/a/one.png', "status {$response->status}: $body");
-
-$owners = array(
-    '/remote.php/dav/files/cloud/' => 'cloud',
-    '/remote.php/dav/files/cloud' => 'cloud',
-    '/remote.php/dav/files/cl%20oud/x' => 'cl oud',
-    '/remote.php/dav/files/' => null,
-    '/status.php' => null,
-);
-foreach ($owners as $uri => $expected) {
-    check("account of $uri", ZrvDavApp::ownerOf($uri) === $expected, json_encode(ZrvDavApp::ownerOf($uri)));
-}
-
 exec('rm -rf ' . escapeshellarg($root));
 echo $failures === 0 ? "all passed\n" : "$failures failed\n";
 exit($failures === 0 ? 0 : 1);
