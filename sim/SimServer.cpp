@@ -6,6 +6,9 @@
 
 #include <QJsonDocument>
 
+#include <cerrno>
+#include <cstring>
+
 SimServer::SimServer(const SimOptions &options)
     : m_options(options)
     , m_server(new httplib::Server)
@@ -43,12 +46,15 @@ bool SimServer::prepare(QString *error)
     m_server->Get("/_sim/state", httplib::Server::Handler(std::bind(&SimServer::dump, this, _1, _2)));
     m_server->Post("/_sim/tick", httplib::Server::Handler(std::bind(&SimServer::tick, this, _1, _2)));
     m_server->set_logger(std::bind(&SimServer::logRequest, this, _1, _2));
+    errno = 0;
     if (m_options.port == 0)
         m_port = m_server->bind_to_any_port("127.0.0.1");
     else
         m_port = m_server->bind_to_port("127.0.0.1", m_options.port) ? m_options.port : -1;
     if (m_port <= 0) {
-        *error = QStringLiteral("cannot listen on 127.0.0.1:%1").arg(m_options.port);
+        const int why = errno;
+        *error = QStringLiteral("cannot listen on 127.0.0.1:%1%2").arg(m_options.port)
+                     .arg(why ? QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(why)) : QString());
         return false;
     }
     return true;
