@@ -8,6 +8,9 @@
 #include <QString>
 #include <QTest>
 
+#include <tuple>
+#include <type_traits>
+
 // The result of one client call: which signal pair fired, and the service's error object.
 class SimOutcome
 {
@@ -51,3 +54,26 @@ public:
         return errorObject().value(QStringLiteral("code")).toInt();
     }
 };
+
+// One client call: connects the operation's success and failure signals, runs invoke,
+// waits (bounded) for either, and hands back the success signal's arguments.
+template <typename Api, typename... Ok, typename... Err, typename Invoke>
+std::tuple<std::decay_t<Ok>...> simCall(Api *api, void (Api::*okSignal)(Ok...), void (Api::*errSignal)(Err...),
+                                        Invoke invoke, SimOutcome *outcome, int ms = 10000)
+{
+    static_assert(sizeof...(Err) >= 2, "failure signals end in error type and text");
+    std::tuple<std::decay_t<Ok>...> values;
+    const QMetaObject::Connection ok = QObject::connect(api, okSignal, [&](Ok... args) {
+        values = std::make_tuple(args...);
+        outcome->succeed();
+    });
+    const QMetaObject::Connection bad = QObject::connect(api, errSignal, [&](Err... args) {
+        const auto all = std::make_tuple(args...);
+        outcome->fail(std::get<sizeof...(Err) - 2>(all), std::get<sizeof...(Err) - 1>(all));
+    });
+    invoke();
+    outcome->wait(ms);
+    QObject::disconnect(ok);
+    QObject::disconnect(bad);
+    return values;
+}

@@ -21,8 +21,7 @@ private slots:
     void cleanup();
     void creatorFilter_data();
     void creatorFilter();
-    void createAssignsRegistryFields();
-    void patchChangesOnlySentKeys();
+    void createThenPatchOnlySentKeys();
     void changesByOwnerOrAdministrator_data();
     void changesByOwnerOrAdministrator();
     void startAndStop_data();
@@ -32,7 +31,6 @@ private:
     ZRVMeetingApi *client(const QString &login, const QString &password);
     QList<ZRVMeeting> list(ZRVMeetingApi *api, const QString &creator, SimOutcome *o);
     ZRVMeeting update(ZRVMeetingApi *api, const QString &meetingId, const ZRVMeeting &body, SimOutcome *o);
-    ZRVMeeting create(ZRVMeetingApi *api, const QString &title, SimOutcome *o);
 
     SimProcess *m_sim = nullptr;
     QList<QObject *> m_clients;
@@ -67,43 +65,14 @@ ZRVMeetingApi *tst_sim_registry::client(const QString &login, const QString &pas
 
 QList<ZRVMeeting> tst_sim_registry::list(ZRVMeetingApi *api, const QString &creator, SimOutcome *o)
 {
-    QList<ZRVMeeting> result;
-    auto ok = connect(api, &ZRVMeetingApi::getMeetingsSignal, [&](QList<ZRVMeeting> l) { result = l; o->succeed(); });
-    auto bad = connect(api, &ZRVMeetingApi::getMeetingsSignalE, [&](QList<ZRVMeeting>, QNetworkReply::NetworkError e, QString t) { o->fail(e, t); });
-    api->getMeetings(creator);
-    o->wait();
-    disconnect(ok);
-    disconnect(bad);
-    return result;
+    return std::get<0>(simCall(api, &ZRVMeetingApi::getMeetingsSignal, &ZRVMeetingApi::getMeetingsSignalE,
+                               [&] { api->getMeetings(creator); }, o));
 }
 
 ZRVMeeting tst_sim_registry::update(ZRVMeetingApi *api, const QString &meetingId, const ZRVMeeting &body, SimOutcome *o)
 {
-    ZRVMeeting result;
-    auto ok = connect(api, &ZRVMeetingApi::updateMeetingSignal, [&](ZRVMeeting m) { result = m; o->succeed(); });
-    auto bad = connect(api, &ZRVMeetingApi::updateMeetingSignalE, [&](ZRVMeeting, QNetworkReply::NetworkError e, QString t) { o->fail(e, t); });
-    api->updateMeeting(meetingId, body);
-    o->wait();
-    disconnect(ok);
-    disconnect(bad);
-    return result;
-}
-
-ZRVMeeting tst_sim_registry::create(ZRVMeetingApi *api, const QString &title, SimOutcome *o)
-{
-    ZRVMeeting body;
-    body.setTitle(title);
-    body.setCreator(QStringLiteral("presenter"));
-    body.setAudioMode(0);
-    body.setStatus(QStringLiteral("active")); // the registry decides: new meetings wait
-    ZRVMeeting result;
-    auto ok = connect(api, &ZRVMeetingApi::createMeetingSignal, [&](ZRVMeeting m) { result = m; o->succeed(); });
-    auto bad = connect(api, &ZRVMeetingApi::createMeetingSignalE, [&](ZRVMeeting, QNetworkReply::NetworkError e, QString t) { o->fail(e, t); });
-    api->createMeeting(body);
-    o->wait();
-    disconnect(ok);
-    disconnect(bad);
-    return result;
+    return std::get<0>(simCall(api, &ZRVMeetingApi::updateMeetingSignal, &ZRVMeetingApi::updateMeetingSignalE,
+                               [&] { api->updateMeeting(meetingId, body); }, o));
 }
 
 void tst_sim_registry::creatorFilter_data()
@@ -130,53 +99,42 @@ void tst_sim_registry::creatorFilter()
     SimOutcome o;
     const QList<ZRVMeeting> meetings = list(client(login, password), creator, &o);
     QVERIFY(o.done);
-    if (count < 0) {
-        QVERIFY(!o.ok);
-        QCOMPARE(o.errorCode(), 403);
-        return;
-    }
-    QVERIFY2(o.ok, qPrintable(o.errorText));
-    QCOMPARE(meetings.size(), count);
+    QCOMPARE(o.ok, count >= 0);
+    QCOMPARE(o.errorCode(), count < 0 ? 403 : 0);
+    QCOMPARE(meetings.size(), qMax(count, 0));
     for (const ZRVMeeting &m : meetings)
         QVERIFY(creator == QLatin1String("*") || m.getCreatorId() == creator);
 }
 
-void tst_sim_registry::createAssignsRegistryFields()
+void tst_sim_registry::createThenPatchOnlySentKeys()
 {
     ZRVMeetingApi *api = client(QStringLiteral("presenter"), QStringLiteral("presenter123"));
-    SimOutcome o;
-    const ZRVMeeting m = create(api, QStringLiteral("Quarterly Review"), &o);
-    QVERIFY2(o.ok, qPrintable(o.errorText));
-    QVERIFY(m.getId() > 5);
-    QVERIFY(!m.getMeetingId().isEmpty());
-    QCOMPARE(m.getMeetingId(), m.getMeetingId().toLower());
-    QCOMPARE(m.getCreatorId(), presenterId);
-    QCOMPARE(m.getCreator(), QStringLiteral("presenter"));
-    QCOMPARE(m.getCreated(), QDate::currentDate());
-    QCOMPARE(m.getModified(), QDate::currentDate());
-    QCOMPARE(m.getStatus(), QStringLiteral("pending"));
-    SimOutcome l;
-    QCOMPARE(list(api, presenterId, &l).size(), 3);
-}
+    ZRVMeeting body;
+    body.setTitle(QStringLiteral("Quarterly Review"));
+    body.setAudioMode(2);
+    body.setStatus(QStringLiteral("active")); // the registry decides: new meetings wait
+    SimOutcome c, u, l;
+    const ZRVMeeting created = std::get<0>(simCall(api, &ZRVMeetingApi::createMeetingSignal, &ZRVMeetingApi::createMeetingSignalE,
+                                                   [&] { api->createMeeting(body); }, &c));
+    QVERIFY2(c.ok, qPrintable(c.errorText));
+    QVERIFY(created.getId() > 5);
+    QCOMPARE(created.getMeetingId(), created.getMeetingId().toLower());
+    QCOMPARE(created.getCreatorId(), presenterId);
+    QCOMPARE(created.getCreator(), QStringLiteral("presenter"));
+    QCOMPARE(created.getCreated(), QDate::currentDate());
+    QCOMPARE(created.getStatus(), QStringLiteral("pending"));
 
-void tst_sim_registry::patchChangesOnlySentKeys()
-{
-    ZRVMeetingApi *api = client(QStringLiteral("presenter"), QStringLiteral("presenter123"));
-    SimOutcome o;
-    const ZRVMeeting before = create(api, QStringLiteral("Partial"), &o);
-    QVERIFY(o.ok);
     ZRVMeeting patch;
     patch.setDescription(QStringLiteral("only this changes"));
     patch.setCreator(QStringLiteral("intruder")); // the registry's own field stays
-    SimOutcome u;
-    const ZRVMeeting after = update(api, before.getMeetingId().toUpper(), patch, &u);
+    const ZRVMeeting after = update(api, created.getMeetingId().toUpper(), patch, &u);
     QVERIFY2(u.ok, qPrintable(u.errorText));
     QCOMPARE(after.getDescription(), QStringLiteral("only this changes"));
-    QCOMPARE(after.getTitle(), QStringLiteral("Partial"));
-    QCOMPARE(after.getAudioMode(), 0);
+    QCOMPARE(after.getTitle(), QStringLiteral("Quarterly Review"));
+    QCOMPARE(after.getAudioMode(), 2);
     QCOMPARE(after.getCreator(), QStringLiteral("presenter"));
-    QCOMPARE(after.getStatus(), QStringLiteral("pending"));
-    QCOMPARE(after.getId(), before.getId());
+    QCOMPARE(after.getId(), created.getId());
+    QCOMPARE(list(api, presenterId, &l).size(), 3);
 }
 
 void tst_sim_registry::changesByOwnerOrAdministrator_data()
@@ -201,24 +159,19 @@ void tst_sim_registry::changesByOwnerOrAdministrator()
     QFETCH(bool, remove);
     QFETCH(bool, allowed);
     ZRVMeetingApi *api = client(login, password);
-    SimOutcome o;
-    if (remove) {
-        connect(api, &ZRVMeetingApi::deleteMeetingSignal, [&] { o.succeed(); });
-        connect(api, &ZRVMeetingApi::deleteMeetingSignalE, [&](QNetworkReply::NetworkError e, QString t) { o.fail(e, t); });
-        api->deleteMeeting(meetingId);
-        QVERIFY(o.wait());
-    } else {
-        ZRVMeeting patch;
-        patch.setTitle(QStringLiteral("Renamed"));
+    SimOutcome o, l;
+    ZRVMeeting patch;
+    patch.setTitle(QStringLiteral("Renamed"));
+    if (remove)
+        simCall(api, &ZRVMeetingApi::deleteMeetingSignal, &ZRVMeetingApi::deleteMeetingSignalE, [&] { api->deleteMeeting(meetingId); }, &o);
+    else
         update(api, meetingId, patch, &o);
-    }
     QVERIFY(o.done);
     QCOMPARE(o.ok, allowed);
     if (!allowed) {
         QCOMPARE(o.errorCode(), 403);
         QCOMPARE(o.errorMessage(), QStringLiteral("Not allowed to modify meeting"));
     }
-    SimOutcome l;
     const QList<ZRVMeeting> all = list(client(QStringLiteral("admin"), QStringLiteral("admin123")), QStringLiteral("*"), &l);
     QCOMPARE(all.size(), remove && allowed ? 4 : 5);
 }
@@ -240,37 +193,28 @@ void tst_sim_registry::startAndStop()
     auto *live = new ZRVMeetingServiceApi(QStringLiteral("http"), QStringLiteral("127.0.0.1"), m_sim->port(), QString());
     m_clients << live;
     live->addHeaders(QStringLiteral("Authorization"), QStringLiteral("Bearer ") + m_sim->token(QStringLiteral("admin"), QStringLiteral("admin123")));
-    auto liveRecord = [&]() {
-        ZRVMeetingInfo found;
+    auto liveRecord = [&] {
         SimOutcome o;
-        auto c = connect(live, &ZRVMeetingServiceApi::serviceMeetingsSignal, [&](QList<ZRVMeetingInfo> l) {
-            for (const ZRVMeetingInfo &i : l)
-                if (i.getMeetingId() == meetingId)
-                    found = i;
-            o.succeed();
-        });
-        live->serviceMeetings();
-        o.wait();
-        disconnect(c);
-        return found;
+        for (const ZRVMeetingInfo &i : std::get<0>(simCall(live, &ZRVMeetingServiceApi::serviceMeetingsSignal,
+                                                           &ZRVMeetingServiceApi::serviceMeetingsSignalE, [&] { live->serviceMeetings(); }, &o))) {
+            if (i.getMeetingId() == meetingId)
+                return i;
+        }
+        return ZRVMeetingInfo();
     };
-    QCOMPARE(liveRecord().getStatusMirror(), 0);
-
-    for (const QString status : {QStringLiteral("active"), QStringLiteral("pending")}) {
+    QCOMPARE(liveRecord().getStatusMirror(), 0); // listed while stopped, so it can be started
+    for (const QString &status : {QStringLiteral("active"), QStringLiteral("pending")}) {
         ZRVMeeting patch;
         patch.setStatus(status);
         SimOutcome o;
         QCOMPARE(update(api, meetingId, patch, &o).getStatus(), status);
-        QVERIFY2(o.ok, qPrintable(o.errorText));
         const ZRVMeetingInfo info = liveRecord();
         const bool running = status == QLatin1String("active");
         QCOMPARE(info.getStatusMirror(), running ? 1 : 0);
-        const QDateTime end = QDateTime::fromString(info.getEndingTime(), Qt::TextDate);
         if (running && !endless)
-            QVERIFY2(end > QDateTime::currentDateTimeUtc(), qPrintable(info.getEndingTime()));
+            QVERIFY2(QDateTime::fromString(info.getEndingTime(), Qt::TextDate) > QDateTime::currentDateTimeUtc(), qPrintable(info.getEndingTime()));
         else
             QVERIFY(info.getEndingTime().isEmpty());
-        QVERIFY(info.getClients().isEmpty());
     }
 }
 
