@@ -111,7 +111,6 @@ void SimMainService::meetings(const httplib::Request &req, httplib::Response &re
 void SimMainService::status(const httplib::Request &, httplib::Response &res)
 {
     // Public like a health check: the console also polls it while its token is being renewed.
-    res.status = 200;
     const QJsonObject body{{QStringLiteral("code"), 200},
                            {QStringLiteral("message"), QStringLiteral("OK - Version %1").arg(m_options.serviceVersion)},
                            {QStringLiteral("source"), source()}};
