@@ -4,11 +4,9 @@
 //
 // A record lists its fields once, in wire order, as an X-macro:
 //
-//   #define ZRV_FOO_FIELDS(F) \
-//       F(QString, Name, name, "Name") \
-//       F(QList<int>, Version, version, "Version")
+//   #define ZRV_FOO_FIELDS(F)  F(QString, Name, name, "Name")  F(QList<int>, Version, version, "Version")
 //
-// with F(type, AccessorStem, snake_name, "json key"). ZRV_RECORD_DECLARE in
+// with F(type, AccessorStem, snake_name, "json key"), one per line in practice. ZRV_RECORD_DECLARE in
 // the class body and ZRV_RECORD_DEFINE in the namespace of the .cpp then
 // produce the members, getX/setX/is_x_Set/is_x_Valid and the JSON rules.
 // The conversions are found by unqualified lookup in the record's namespace.
