@@ -106,11 +106,11 @@ SimState SimSeedData::build() const
                                                             {QStringLiteral("CountEndlessMeetings"), 1}});
         s.accounts.insert(a.value(QStringLiteral("id")).toString(), a);
     }
-    addMeetings(s);
-    addBanlistAndBundles(s);
     s.logService(QStringLiteral("Zarvo service %1 starting").arg(m_options.serviceVersion));
     s.logService(QStringLiteral("Connected to object store %1, bucket %2").arg(m_options.s3Endpoint, m_options.s3Bucket));
     s.logService(QStringLiteral("Mirror pool ready: 4 servers"));
+    addMeetings(s);
+    addBanlistAndBundles(s);
     return s;
 }
 

@@ -195,8 +195,9 @@ void tst_sim_registry::startAndStop()
     live->addHeaders(QStringLiteral("Authorization"), QStringLiteral("Bearer ") + m_sim->token(QStringLiteral("admin"), QStringLiteral("admin123")));
     auto liveRecord = [&] {
         SimOutcome o;
-        for (const ZRVMeetingInfo &i : std::get<0>(simCall(live, &ZRVMeetingServiceApi::serviceMeetingsSignal,
-                                                           &ZRVMeetingServiceApi::serviceMeetingsSignalE, [&] { live->serviceMeetings(); }, &o))) {
+        const auto listed = simCall(live, &ZRVMeetingServiceApi::serviceMeetingsSignal, &ZRVMeetingServiceApi::serviceMeetingsSignalE,
+                                    [&] { live->serviceMeetings(); }, &o);
+        for (const ZRVMeetingInfo &i : std::get<0>(listed)) {
             if (i.getMeetingId() == meetingId)
                 return i;
         }
