@@ -1,0 +1,55 @@
+#ifndef BVK_AWS_S3CALL_H
+#define BVK_AWS_S3CALL_H
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+#include "S3Signer.h"
+
+namespace BVK_AWS {
+
+// One HTTP exchange with the store: what to send, and what came back.
+struct S3Call
+{
+    QByteArray method = "GET";
+    QString bucket;
+    QString key;
+    S3Signer::Query query;
+    S3Signer::Headers headers;      // signed along with the standard ones
+    QByteArray body;
+    QByteArray payloadHash;          // empty: the SHA-256 of `body`
+
+    // A response body goes to `sinkFile` at `sinkOffset` when set, else to `reply`.
+    QFile *sinkFile = nullptr;
+    qint64 sinkOffset = 0;
+    qint64 sinkLimit = -1;           // more than this many bytes is a failure
+
+    // Results.
+    long status = 0;
+    int curlCode = 0;
+    QString curlError;
+    QByteArray reply;
+    S3Signer::Headers replyHeaders;  // names lower-case
+    qint64 received = 0;
+    qint64 sent = 0;
+    bool sinkFailed = false;
+
+    int tag = -1;                    // free for the caller (e.g. a part number)
+    const void *owner = nullptr;     // whose waitAny collects it
+    void *handle = nullptr;          // the transport's handle while in flight
+
+    QByteArray replyHeader(const QByteArray &lowerName) const
+    {
+        for (const auto &h : replyHeaders) {
+            if (h.first == lowerName)
+                return h.second;
+        }
+        return QByteArray();
+    }
+    bool ok() const { return curlCode == 0 && status >= 200 && status < 300 && !sinkFailed; }
+};
+
+} // namespace BVK_AWS
+
+#endif // BVK_AWS_S3CALL_H

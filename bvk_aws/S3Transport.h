@@ -1,0 +1,77 @@
+#ifndef BVK_AWS_S3TRANSPORT_H
+#define BVK_AWS_S3TRANSPORT_H
+
+#include <QHash>
+#include <QList>
+#include <QString>
+
+#include "QAWSException.h"
+#include "S3Call.h"
+#include "Storage_S3.h"
+
+namespace BVK_AWS {
+
+// Signs S3 calls and runs them over libcurl, several at once when asked. It
+// knows how to address a bucket (path style on MinIO, the bucket's own host on
+// Amazon S3) and learns a bucket's region from the store's answers.
+class S3Transport
+{
+public:
+    S3Transport(Type type, const QString &url, const QString &user, const QString &pass,
+                const QString &sessiontoken);
+    ~S3Transport();
+
+    S3Transport(const S3Transport &) = delete;
+    S3Transport &operator=(const S3Transport &) = delete;
+
+    // Runs one call to its end, retrying a dropped connection or a busy store
+    // a few times, and with the right region when the store names another.
+    void run(S3Call &call);
+    // Runs one call and throws QAWSException unless it succeeded.
+    void runChecked(S3Call &call, const QString &what);
+
+    // Calls in flight at once: start some, then collect them as they end.
+    void start(S3Call *call);
+    // The next finished call of `owner`; null when it has none in flight.
+    S3Call *waitAny(const void *owner);
+    void cancel(S3Call *call);
+
+    // The failure a finished call stands for.
+    static QAWSException failure(const S3Call &call, const QString &what);
+
+    QString identity() const;    // endpoint and access key, for keying saved state
+    static quint64 requestCount();
+
+private:
+    struct Route
+    {
+        QString region;
+        QByteArray host;         // as sent in the Host header
+        bool pathStyle = true;
+    };
+
+    Route route(const QString &bucket);
+    bool learnRegion(const S3Call &call);
+    void prepare(S3Call *call);
+    void finish(S3Call *call, int curlCode);
+    static bool worthRetrying(const S3Call &call);
+
+    Type m_type;
+    QString m_scheme;
+    QString m_host;
+    int m_port = -1;
+    QString m_access;
+    QString m_secret;
+    QString m_token;
+    QString m_defaultRegion;
+    bool m_amazon = false;
+    QString m_badUrl;
+    QHash<QString, QString> m_regions;
+    void *m_multi = nullptr;
+    QList<S3Call *> m_active;
+    QList<S3Call *> m_finished;   // ended, not yet collected by their owner
+};
+
+} // namespace BVK_AWS
+
+#endif // BVK_AWS_S3TRANSPORT_H

@@ -1,0 +1,123 @@
+#include "S3Xml.h"
+
+#include <QXmlStreamReader>
+#include <QXmlStreamWriter>
+
+namespace BVK_AWS {
+namespace S3Xml {
+
+namespace {
+
+// Text of the first element `name` below the document element, wherever it is.
+QString firstText(const QByteArray &body, const QLatin1String &root, const QLatin1String &name)
+{
+    QXmlStreamReader xml(body);
+    bool inRoot = false;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (!inRoot) {
+            if (xml.name() != root)
+                return QString();
+            inRoot = true;
+        } else if (xml.name() == name) {
+            return xml.readElementText(QXmlStreamReader::IncludeChildElements);
+        }
+    }
+    return QString();
+}
+
+} // namespace
+
+bool parseListPage(const QByteArray &body, S3ListPage *page, QString *error)
+{
+    *page = S3ListPage();
+    QXmlStreamReader xml(body);
+    if (!xml.readNextStartElement() || xml.name() != QLatin1String("ListBucketResult")) {
+        *error = xml.hasError() ? xml.errorString() : QStringLiteral("not a bucket listing");
+        return false;
+    }
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("Contents")) {
+            S3ListEntry entry;
+            bool hasKey = false;
+            while (xml.readNextStartElement()) {
+                if (xml.name() == QLatin1String("Key")) {
+                    entry.key = xml.readElementText();
+                    hasKey = true;
+                } else if (xml.name() == QLatin1String("Size")) {
+                    entry.size = xml.readElementText().trimmed().toLongLong();
+                } else if (xml.name() == QLatin1String("ETag")) {
+                    entry.etag = xml.readElementText();
+                } else {
+                    xml.skipCurrentElement();
+                }
+            }
+            if (hasKey)
+                page->entries.append(entry);
+        } else if (xml.name() == QLatin1String("IsTruncated")) {
+            page->truncated = xml.readElementText().trimmed() == QLatin1String("true");
+        } else if (xml.name() == QLatin1String("NextContinuationToken")) {
+            page->continuationToken = xml.readElementText();
+        } else {
+            xml.skipCurrentElement();
+        }
+    }
+    if (xml.hasError()) {
+        *error = xml.errorString();
+        return false;
+    }
+    if (page->truncated && page->continuationToken.isEmpty()) {
+        *error = QStringLiteral("truncated listing without a continuation token");
+        return false;
+    }
+    return true;
+}
+
+bool parseError(const QByteArray &body, S3ErrorReply *reply)
+{
+    *reply = S3ErrorReply();
+    QXmlStreamReader xml(body);
+    if (!xml.readNextStartElement() || xml.name() != QLatin1String("Error"))
+        return false;
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("Code"))
+            reply->code = xml.readElementText().trimmed();
+        else if (xml.name() == QLatin1String("Message"))
+            reply->message = xml.readElementText().trimmed();
+        else
+            xml.skipCurrentElement();
+    }
+    return !reply->code.isEmpty() || !reply->message.isEmpty();
+}
+
+QString parseUploadId(const QByteArray &body)
+{
+    return firstText(body, QLatin1String("InitiateMultipartUploadResult"), QLatin1String("UploadId")).trimmed();
+}
+
+QString parseCompleteETag(const QByteArray &body)
+{
+    return firstText(body, QLatin1String("CompleteMultipartUploadResult"), QLatin1String("ETag")).trimmed();
+}
+
+QByteArray completeBody(const QList<QString> &partETags)
+{
+    QByteArray out;
+    QXmlStreamWriter xml(&out);
+    xml.writeStartDocument();
+    xml.writeStartElement(QStringLiteral("CompleteMultipartUpload"));
+    xml.writeDefaultNamespace(QStringLiteral("http://s3.amazonaws.com/doc/2006-03-01/"));
+    for (int i = 0; i < partETags.size(); ++i) {
+        xml.writeStartElement(QStringLiteral("Part"));
+        xml.writeTextElement(QStringLiteral("PartNumber"), QString::number(i + 1));
+        xml.writeTextElement(QStringLiteral("ETag"), partETags.at(i));
+        xml.writeEndElement();
+    }
+    xml.writeEndElement();
+    xml.writeEndDocument();
+    return out;
+}
+
+} // namespace S3Xml
+} // namespace BVK_AWS

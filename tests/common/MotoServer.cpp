@@ -1,0 +1,167 @@
+#include "MotoServer.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QXmlStreamReader>
+
+namespace {
+
+quint16 freePort()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        return 0;
+    return probe.serverPort();
+}
+
+void fail(QString *error, const QString &text)
+{
+    if (error)
+        *error = text;
+}
+
+} // namespace
+
+MotoServer::~MotoServer()
+{
+    stop();
+}
+
+bool MotoServer::start(QString *error)
+{
+    stop();
+    QString program = QStandardPaths::findExecutable(QStringLiteral("moto_server"));
+    QStringList arguments;
+    m_moto = !program.isEmpty();
+    m_port = freePort();
+    if (m_port == 0) {
+        fail(error, QStringLiteral("no free port on 127.0.0.1"));
+        return false;
+    }
+    if (m_moto) {
+        arguments << QStringLiteral("-H") << QStringLiteral("127.0.0.1") << QStringLiteral("-p")
+                  << QString::number(m_port);
+    } else {
+        program = QStandardPaths::findExecutable(QStringLiteral("s3rver"));
+        if (program.isEmpty()) {
+            fail(error, QStringLiteral("neither moto_server nor s3rver is on PATH"));
+            return false;
+        }
+        m_dataDir = std::make_unique<QTemporaryDir>();
+        arguments << QStringLiteral("--directory") << m_dataDir->path() << QStringLiteral("--address")
+                  << QStringLiteral("127.0.0.1") << QStringLiteral("--port") << QString::number(m_port)
+                  << QStringLiteral("--silent");
+    }
+
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->start(program, arguments);
+    if (!m_process->waitForStarted(10000)) {
+        fail(error, QStringLiteral("%1 did not start: %2").arg(program, m_process->errorString()));
+        m_process.reset();
+        return false;
+    }
+
+    // The server is up once it takes a connection; it prints while it boots, so
+    // waiting for its output paces the attempts.
+    QDeadlineTimer deadline(30000);
+    while (!deadline.hasExpired()) {
+        if (m_process->state() != QProcess::Running) {
+            fail(error, QStringLiteral("%1 exited: %2")
+                            .arg(program, QString::fromLocal8Bit(m_process->readAll())));
+            m_process.reset();
+            return false;
+        }
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, m_port);
+        if (socket.waitForConnected(500)) {
+            socket.disconnectFromHost();
+            if (request("GET", QStringLiteral("/")) != 0)
+                return true;
+        }
+        m_process->waitForReadyRead(200);
+        m_process->readAll();
+    }
+    fail(error, QStringLiteral("%1 did not answer on port %2 in time").arg(program).arg(m_port));
+    stop();
+    return false;
+}
+
+void MotoServer::stop()
+{
+    if (!m_process)
+        return;
+    if (m_process->state() != QProcess::NotRunning) {
+        m_process->terminate();
+        if (!m_process->waitForFinished(5000)) {
+            m_process->kill();
+            m_process->waitForFinished(5000);
+        }
+    }
+    m_process.reset();
+    m_dataDir.reset();
+}
+
+bool MotoServer::isRunning() const
+{
+    return m_process && m_process->state() == QProcess::Running;
+}
+
+QString MotoServer::endpoint() const
+{
+    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+}
+
+int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body,
+                        QByteArray *reply)
+{
+    QNetworkAccessManager nam;
+    QNetworkRequest req(QUrl(endpoint() + pathAndQuery));
+    if (!body.isEmpty())
+        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/xml"));
+    QNetworkReply *r = nam.sendCustomRequest(req, verb, body);
+    QEventLoop loop;
+    QTimer timeout;
+    timeout.setSingleShot(true);
+    QObject::connect(&timeout, &QTimer::timeout, r, &QNetworkReply::abort);
+    QObject::connect(r, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    timeout.start(20000);
+    loop.exec();
+    const int status = r->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (reply)
+        *reply = r->readAll();
+    r->deleteLater();
+    return status;
+}
+
+bool MotoServer::createBucket(const QString &name)
+{
+    const int status = request("PUT", QLatin1Char('/') + name);
+    return status == 200 || status == 409;
+}
+
+int MotoServer::openMultipartUploads(const QString &bucket)
+{
+    QByteArray body;
+    if (request("GET", QLatin1Char('/') + bucket + QStringLiteral("?uploads"), QByteArray(), &body) != 200)
+        return -1;
+    QXmlStreamReader xml(body);
+    int count = 0;
+    while (!xml.atEnd()) {
+        if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == QLatin1String("Upload"))
+            ++count;
+    }
+    return xml.hasError() ? -1 : count;
+}
+
+bool MotoServer::reset()
+{
+    return m_moto && request("POST", QStringLiteral("/moto-api/reset")) == 200;
+}

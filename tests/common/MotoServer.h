@@ -1,0 +1,49 @@
+#ifndef MOTOSERVER_H
+#define MOTOSERVER_H
+
+#include <QByteArray>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+
+// A throw-away S3 store on 127.0.0.1 for tests: moto_server from PATH, or the
+// npm s3rver when moto is missing. Requests made here are unsigned, which the
+// store accepts as long as its access checks are off.
+class MotoServer
+{
+public:
+    MotoServer() = default;
+    ~MotoServer();
+
+    MotoServer(const MotoServer &) = delete;
+    MotoServer &operator=(const MotoServer &) = delete;
+
+    // Starts the store on a free port and waits (bounded) until it answers.
+    bool start(QString *error = nullptr);
+    void stop();
+    bool isRunning() const;
+
+    QString endpoint() const;
+    quint16 port() const { return m_port; }
+    bool isMoto() const { return m_moto; }
+
+    bool createBucket(const QString &name);
+    // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
+    int openMultipartUploads(const QString &bucket);
+    // Forgets every bucket and object (moto only).
+    bool reset();
+
+    // One unsigned request; returns the HTTP status (0 when nothing came back).
+    int request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body = QByteArray(),
+                QByteArray *reply = nullptr);
+
+private:
+    std::unique_ptr<QProcess> m_process;
+    std::unique_ptr<QTemporaryDir> m_dataDir;
+    quint16 m_port = 0;
+    bool m_moto = true;
+};
+
+#endif // MOTOSERVER_H
