@@ -51,14 +51,12 @@ inline void appendQueryParam(QString &url, const QString &key, const QString &va
 }
 
 // Reply parsers; each takes the reply text and never fails loudly.
-template <typename Record>
-Record parseRecord(const QString &text)
+template <typename Record> Record parseRecord(const QString &text)
 {
     return Record(text);
 }
 
-template <typename Record>
-QList<Record> parseRecordList(const QString &text)
+template <typename Record> QList<Record> parseRecordList(const QString &text)
 {
     QList<Record> list;
     const QJsonArray array = QJsonDocument::fromJson(text.toUtf8()).array();
@@ -70,8 +68,7 @@ QList<Record> parseRecordList(const QString &text)
     return list;
 }
 
-template <typename T, bool (*FromString)(const QString &, T &)>
-T parseText(const QString &text)
+template <typename T, bool (*FromString)(const QString &, T &)> T parseText(const QString &text)
 {
     T value{};
     FromString(text, value);
@@ -80,8 +77,7 @@ T parseText(const QString &text)
 
 // The error text that reaches the caller carries the server's body behind
 // ", " so that a failure slot can find the error object in it.
-template <typename Worker>
-QString callerErrorText(const Worker *worker)
+template <typename Worker> QString callerErrorText(const Worker *worker)
 {
     if (worker->error_type == QNetworkReply::NoError)
         return worker->error_str;

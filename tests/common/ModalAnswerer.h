@@ -25,9 +25,9 @@ public:
         QString className;
         QString objectName;
         QString title;
-        QString text;            // QMessageBox text, empty for other dialogs
-        QStringList buttons;     // QMessageBox button texts, in layout order
-        bool answered = false;   // false: no answer was queued, it was rejected
+        QString text;          // QMessageBox text, empty for other dialogs
+        QStringList buttons;   // QMessageBox button texts, in layout order
+        bool answered = false; // false: no answer was queued, it was rejected
     };
 
     explicit ModalAnswerer(QObject *parent = nullptr);

@@ -19,8 +19,7 @@ Q_DECLARE_METATYPE(QList<ZRV_Service_API::ZRVMeetingInfo>)
 namespace {
 
 // What one request ended with, from whichever signal pair fired.
-template <typename Summary>
-struct Outcome {
+template <typename Summary> struct Outcome {
     int successes = 0;
     int failures = 0;
     int fullSignals = 0;
@@ -59,7 +58,8 @@ QString errorMessage(const QString &errorStr)
     return ZRV_AuthService_API::ZRVError(json).getMessage();
 }
 
-const QByteArray kErrorBody = R"({"code":400,"message":"no title","source":"registry","title":"x"})";
+const QByteArray kErrorBody =
+    R"({"code":400,"message":"no title","source":"registry","title":"x"})";
 
 } // namespace
 
@@ -108,14 +108,14 @@ void TestClientsReplies::recordReply_data()
     QTest::newRow("lower-case content-type name counts as none")
         << raw(200, {{"content-type", "application/json"}}, body) << ok << QString() << QString()
         << QString();
-    QTest::newRow("no content type, body not read") << raw(200, {}, body) << ok << QString() << QString()
-                                                    << QString();
+    QTest::newRow("no content type, body not read")
+        << raw(200, {}, body) << ok << QString() << QString() << QString();
     QTest::newRow("multipart content type not read")
         << raw(200, {{"Content-Type", "multipart/form-data; boundary=x"}}, body) << ok << QString()
         << QString() << QString();
     QTest::newRow("gzip encoding dropped although identity was asked")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}}, body) << ok
-        << QString() << QString() << QString();
+        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}}, body)
+        << ok << QString() << QString() << QString();
     QTest::newRow("identity encoding in any case read")
         << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "IDENTITY"}}, body)
         << ok << "Board" << QString() << QString();
@@ -126,15 +126,15 @@ void TestClientsReplies::recordReply_data()
         << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "br"}}, body) << ok
         << QString() << QString() << QString();
     QTest::newRow("body that is no json gives an unset record on success")
-        << raw(200, {{"Content-Type", "application/json"}}, "<html>") << ok << QString() << QString()
-        << QString();
+        << raw(200, {{"Content-Type", "application/json"}}, "<html>") << ok << QString()
+        << QString() << QString();
     QTest::newRow("client error carries the body behind a comma")
         << raw(400, {{"Content-Type", "application/json"}}, kErrorBody)
         << QNetworkReply::ProtocolInvalidOperationError << "x" << QString(", ") + kErrorBody
         << "no title";
     QTest::newRow("server error with text body has no error object")
-        << raw(500, {{"Content-Type", "text/plain"}}, "down")
-        << QNetworkReply::InternalServerError << QString() << ", down" << QString();
+        << raw(500, {{"Content-Type", "text/plain"}}, "down") << QNetworkReply::InternalServerError
+        << QString() << ", down" << QString();
 }
 
 // createMeeting stands for every record operation: they share one callback.
@@ -320,7 +320,8 @@ void TestClientsReplies::refusedConnection()
             });
     connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignalEFull,
             [&](Svc::ZRVHttpRequestWorker *, QNetworkReply::NetworkError, QString) { ++full; });
-    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignal, [&] { QFAIL("success on refusal"); });
+    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignal,
+            [&] { QFAIL("success on refusal"); });
     api.serviceStatus();
     QTRY_COMPARE_WITH_TIMEOUT(full, 1, 5000);
     QCOMPARE(failures, 1);

@@ -113,19 +113,21 @@ void TestClientsWire::request_data()
         << QByteArray("POST /base/auth/logout HTTP/1.1") << QByteArray("refresh_token=rt%2F1")
         << kForm;
     QTest::newRow("authPasswordResetPost PATCH with form and encoded path id")
-        << "auth" << QByteArray("authPasswordResetPost")
-        << Call([](Clients &c) { c.auth.authPasswordResetPost("id/7 x", "BVK", "al", "new", "old"); })
+        << "auth" << QByteArray("authPasswordResetPost") << Call([](Clients &c) {
+               c.auth.authPasswordResetPost("id/7 x", "BVK", "al", "new", "old");
+           })
         << QByteArray("PATCH /base/auth/user/id%2F7%20x/pwdreset HTTP/1.1")
         << QByteArray("client=BVK&password=new&passwordold=old&username=al") << kForm;
     QTest::newRow("authRefreshPost realm before token")
         << "auth" << QByteArray("authRefreshPost")
         << Call([](Clients &c) { c.auth.authRefreshPost("BVK", "r.t-1_~"); })
-        << QByteArray("POST /base/auth/refreshtoken HTTP/1.1") << QByteArray("realm=BVK&token=r.t-1_~")
-        << kForm;
+        << QByteArray("POST /base/auth/refreshtoken HTTP/1.1")
+        << QByteArray("realm=BVK&token=r.t-1_~") << kForm;
     QTest::newRow("authUserGet empty value still sent")
         << "auth" << QByteArray("authUserGet")
         << Call([](Clients &c) { c.auth.authUserGet("", "login-app", "meeting-app"); })
-        << QByteArray("GET /base/auth/user?client=&clientAuth=login-app&clientApp=meeting-app HTTP/1.1")
+        << QByteArray(
+               "GET /base/auth/user?client=&clientAuth=login-app&clientApp=meeting-app HTTP/1.1")
         << QByteArray() << kForm;
 
     // Meeting registry: indented JSON, sorted keys, only set fields.
@@ -138,17 +140,20 @@ void TestClientsWire::request_data()
                c.meeting.createMeeting(m);
            })
         << QByteArray("POST /base/meetings HTTP/1.1")
-        << QByteArray("{\n    \"audioMode\": 2,\n    \"meetingId\": \"m1\",\n    \"title\": \"T\"\n}\n")
+        << QByteArray(
+               "{\n    \"audioMode\": 2,\n    \"meetingId\": \"m1\",\n    \"title\": \"T\"\n}\n")
         << kJson;
     QTest::newRow("deleteMeeting blank and slash in path, form content type")
         << "meeting" << QByteArray("deleteMeeting")
         << Call([](Clients &c) { c.meeting.deleteMeeting("a b/c"); })
         << QByteArray("DELETE /base/meetings/a%20b%2Fc HTTP/1.1") << QByteArray() << kForm;
     QTest::newRow("getMeetings star as %2A")
-        << "meeting" << QByteArray("getMeetings") << Call([](Clients &c) { c.meeting.getMeetings("*"); })
+        << "meeting" << QByteArray("getMeetings")
+        << Call([](Clients &c) { c.meeting.getMeetings("*"); })
         << QByteArray("GET /base/meetings?creator=%2A HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("getMeetings empty creator")
-        << "meeting" << QByteArray("getMeetings") << Call([](Clients &c) { c.meeting.getMeetings(""); })
+        << "meeting" << QByteArray("getMeetings")
+        << Call([](Clients &c) { c.meeting.getMeetings(""); })
         << QByteArray("GET /base/meetings?creator= HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("updateMeeting PATCH keeps json content type")
         << "meeting" << QByteArray("updateMeeting") << Call([](Clients &c) {
@@ -156,36 +161,37 @@ void TestClientsWire::request_data()
                m.setStatus("live");
                c.meeting.updateMeeting("m1", m);
            })
-        << QByteArray("PATCH /base/meetings/m1 HTTP/1.1") << QByteArray("{\n    \"status\": \"live\"\n}\n")
-        << kJson;
+        << QByteArray("PATCH /base/meetings/m1 HTTP/1.1")
+        << QByteArray("{\n    \"status\": \"live\"\n}\n") << kJson;
 
     // Main service.
-    QTest::newRow("assetAdd")
-        << "service" << QByteArray("assetAdd") << Call([](Clients &c) {
-               Svc::ZRVAsset a;
-               a.setName("chair");
-               a.setMode(2);
-               c.service.assetAdd("m1", a);
-           })
-        << QByteArray("POST /base/zrv/svc/meeting/m1/asset HTTP/1.1")
-        << QByteArray("{\n    \"Mode\": 2,\n    \"Name\": \"chair\"\n}\n") << kJson;
+    QTest::newRow("assetAdd") << "service" << QByteArray("assetAdd") << Call([](Clients &c) {
+        Svc::ZRVAsset a;
+        a.setName("chair");
+        a.setMode(2);
+        c.service.assetAdd("m1", a);
+    }) << QByteArray("POST /base/zrv/svc/meeting/m1/asset HTTP/1.1")
+                              << QByteArray("{\n    \"Mode\": 2,\n    \"Name\": \"chair\"\n}\n")
+                              << kJson;
     QTest::newRow("assetDelete asset id 0 in path")
-        << "service" << QByteArray("assetDelete") << Call([](Clients &c) { c.service.assetDelete("m1", 0); })
+        << "service" << QByteArray("assetDelete")
+        << Call([](Clients &c) { c.service.assetDelete("m1", 0); })
         << QByteArray("DELETE /base/zrv/svc/meeting/m1/asset/0 HTTP/1.1") << QByteArray() << kForm;
     QTest::newRow("banlistDelete negative id keeps its minus")
-        << "service" << QByteArray("banlistDelete") << Call([](Clients &c) { c.service.banlistDelete(-3); })
-        << QByteArray("DELETE /base/zrv/svc/banlist?banlistId=-3 HTTP/1.1") << QByteArray() << kForm;
-    QTest::newRow("banlistGet")
-        << "service" << QByteArray("banlistGet") << Call([](Clients &c) { c.service.banlistGet(); })
-        << QByteArray("GET /base/zrv/svc/banlist HTTP/1.1") << QByteArray() << kJson;
-    QTest::newRow("banlistPost")
-        << "service" << QByteArray("banlistPost") << Call([](Clients &c) {
-               Svc::ZRVBanlistEntry e;
-               e.setFilename("x.glb");
-               c.service.banlistPost(e);
-           })
-        << QByteArray("POST /base/zrv/svc/banlist HTTP/1.1")
-        << QByteArray("{\n    \"Filename\": \"x.glb\"\n}\n") << kJson;
+        << "service" << QByteArray("banlistDelete")
+        << Call([](Clients &c) { c.service.banlistDelete(-3); })
+        << QByteArray("DELETE /base/zrv/svc/banlist?banlistId=-3 HTTP/1.1") << QByteArray()
+        << kForm;
+    QTest::newRow("banlistGet") << "service" << QByteArray("banlistGet")
+                                << Call([](Clients &c) { c.service.banlistGet(); })
+                                << QByteArray("GET /base/zrv/svc/banlist HTTP/1.1") << QByteArray()
+                                << kJson;
+    QTest::newRow("banlistPost") << "service" << QByteArray("banlistPost") << Call([](Clients &c) {
+        Svc::ZRVBanlistEntry e;
+        e.setFilename("x.glb");
+        c.service.banlistPost(e);
+    }) << QByteArray("POST /base/zrv/svc/banlist HTTP/1.1")
+                                 << QByteArray("{\n    \"Filename\": \"x.glb\"\n}\n") << kJson;
     QTest::newRow("meetingCommand list param and encoded meeting id")
         << "service" << QByteArray("meetingCommand") << Call([](Clients &c) {
                Svc::ZRVMeetingCommand cmd;
@@ -194,11 +200,13 @@ void TestClientsWire::request_data()
                c.service.meetingCommand("m 1", cmd);
            })
         << QByteArray("POST /base/zrv/svc/meeting/m%201/command HTTP/1.1")
-        << QByteArray("{\n    \"command\": \"KickPlayer\",\n    \"params\": [\n        \"7\"\n    ]\n}\n")
+        << QByteArray(
+               "{\n    \"command\": \"KickPlayer\",\n    \"params\": [\n        \"7\"\n    ]\n}\n")
         << kJson;
-    QTest::newRow("meetingInfo")
-        << "service" << QByteArray("meetingInfo") << Call([](Clients &c) { c.service.meetingInfo("m1"); })
-        << QByteArray("GET /base/zrv/svc/meeting/m1/info HTTP/1.1") << QByteArray() << kJson;
+    QTest::newRow("meetingInfo") << "service" << QByteArray("meetingInfo")
+                                 << Call([](Clients &c) { c.service.meetingInfo("m1"); })
+                                 << QByteArray("GET /base/zrv/svc/meeting/m1/info HTTP/1.1")
+                                 << QByteArray() << kJson;
     QTest::newRow("meetingInfoUpdate by PUT")
         << "service" << QByteArray("meetingInfoUpdate") << Call([](Clients &c) {
                Svc::ZRVMeetingInfo info;
@@ -212,32 +220,39 @@ void TestClientsWire::request_data()
         << Call([](Clients &c) { c.service.meetingLogfile("m1", 0); })
         << QByteArray("GET /base/zrv/svc/m1/logfile?count=0 HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("s3TempAccessKey")
-        << "service" << QByteArray("s3TempAccessKey") << Call([](Clients &c) { c.service.s3TempAccessKey(); })
+        << "service" << QByteArray("s3TempAccessKey")
+        << Call([](Clients &c) { c.service.s3TempAccessKey(); })
         << QByteArray("GET /base/zrv/svc/s3/token HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("serviceLogfile")
-        << "service" << QByteArray("serviceLogfile") << Call([](Clients &c) { c.service.serviceLogfile(200); })
+        << "service" << QByteArray("serviceLogfile")
+        << Call([](Clients &c) { c.service.serviceLogfile(200); })
         << QByteArray("GET /base/zrv/svc/logfile?count=200 HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("serviceMeetings")
-        << "service" << QByteArray("serviceMeetings") << Call([](Clients &c) { c.service.serviceMeetings(); })
+        << "service" << QByteArray("serviceMeetings")
+        << Call([](Clients &c) { c.service.serviceMeetings(); })
         << QByteArray("GET /base/zrv/svc/meetings HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("serviceStatus")
-        << "service" << QByteArray("serviceStatus") << Call([](Clients &c) { c.service.serviceStatus(); })
+        << "service" << QByteArray("serviceStatus")
+        << Call([](Clients &c) { c.service.serviceStatus(); })
         << QByteArray("GET /base/zrv/svc/status HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("serviceUpdate")
-        << "service" << QByteArray("serviceUpdate") << Call([](Clients &c) { c.service.serviceUpdate(); })
+        << "service" << QByteArray("serviceUpdate")
+        << Call([](Clients &c) { c.service.serviceUpdate(); })
         << QByteArray("GET /base/zrv/svc/update HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("serviceVersions")
-        << "service" << QByteArray("serviceVersions") << Call([](Clients &c) { c.service.serviceVersions(); })
+        << "service" << QByteArray("serviceVersions")
+        << Call([](Clients &c) { c.service.serviceVersions(); })
         << QByteArray("GET /base/zrv/svc/versions HTTP/1.1") << QByteArray() << kJson;
 
     // Asset bundles: one identifier in the query for reading and deleting.
     QTest::newRow("assetBundleDelete blanks as %20")
         << "bundle" << QByteArray("assetBundleDelete")
         << Call([](Clients &c) { c.bundle.assetBundleDelete("my bundle"); })
-        << QByteArray("DELETE /base/zrv/svc/assetbundle?bundleId=my%20bundle HTTP/1.1") << QByteArray()
-        << kForm;
+        << QByteArray("DELETE /base/zrv/svc/assetbundle?bundleId=my%20bundle HTTP/1.1")
+        << QByteArray() << kForm;
     QTest::newRow("assetBundleGet empty id asks for all")
-        << "bundle" << QByteArray("assetBundleGet") << Call([](Clients &c) { c.bundle.assetBundleGet(""); })
+        << "bundle" << QByteArray("assetBundleGet")
+        << Call([](Clients &c) { c.bundle.assetBundleGet(""); })
         << QByteArray("GET /base/zrv/svc/assetbundle?bundleId= HTTP/1.1") << QByteArray() << kJson;
     QTest::newRow("assetBundlePost lists left out when empty")
         << "bundle" << QByteArray("assetBundlePost") << Call([](Clients &c) {
@@ -247,7 +262,8 @@ void TestClientsWire::request_data()
                c.bundle.assetBundlePost(b);
            })
         << QByteArray("POST /base/zrv/svc/assetbundle HTTP/1.1")
-        << QByteArray("{\n    \"Name\": \"hall\",\n    \"StgChecksums\": [\n        \"a\",\n        \"b\"\n    ]\n}\n")
+        << QByteArray("{\n    \"Name\": \"hall\",\n    \"StgChecksums\": [\n        \"a\",\n       "
+                      " \"b\"\n    ]\n}\n")
         << kJson;
 }
 
