@@ -99,6 +99,8 @@ bool SimFaultInjector::preRouting(const httplib::Request &req, httplib::Response
     }
     if (take(Kind::Failure, path, &rule)) {
         SimHttp::error(res, rule.status, rule.message.isEmpty() ? QStringLiteral("Injected failure") : rule.message, source);
+        if (rule.status < 400) // a redirect: somewhere else, or back to the same path
+            res.set_header("Location", rule.location.isEmpty() ? req.path : rule.location.toStdString());
         return true;
     }
     return false;
@@ -164,8 +166,9 @@ void SimFaultInjector::addFault(const httplib::Request &req, httplib::Response &
         rule.path = body.value(QStringLiteral("path")).toString();
         rule.status = body.value(QStringLiteral("status")).toInt();
         rule.message = body.value(QStringLiteral("message")).toString();
-        if (rule.status < 400 || rule.status > 599) {
-            adminError(res, QStringLiteral("status must be from 400 to 599"));
+        rule.location = body.value(QStringLiteral("location")).toString();
+        if (rule.status < 300 || rule.status > 599) {
+            adminError(res, QStringLiteral("status must be from 300 to 599"));
             return;
         }
         m_rules.push_back(rule);

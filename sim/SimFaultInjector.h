@@ -35,6 +35,7 @@ private:
         int remaining = 1; // -1: until cleared
         int status = 500;
         QString message;
+        QString location;
         int seconds = 60;
         QString shape;
     };

@@ -121,8 +121,9 @@ void SimMainService::versions(const httplib::Request &req, httplib::Response &re
 {
     // Asked before any login, so no token is needed.
     const QString host = QString::fromStdString(req.get_header_value("Host"));
-    const QString url = QStringLiteral("http://%1%2/zrv/svc/download/%3")
-                            .arg(host, m_options.serviceBase, QString::fromLatin1(QUrl::toPercentEncoding(m_installerName)));
+    const QString url = !m_options.consoleUpdateUrl.isEmpty()
+        ? m_options.consoleUpdateUrl
+        : QStringLiteral("http://%1%2/zrv/svc/download/%3").arg(host, m_options.serviceBase, QString::fromLatin1(QUrl::toPercentEncoding(m_installerName)));
     const QList<int> client = {2, 4, 1};
     SimHttp::json(res, QJsonObject{
         {QStringLiteral("Console"), component(QStringLiteral("Console"), m_options.consoleVersionNumbers(), url)},

@@ -46,6 +46,7 @@ bool SimOptions::parse(const QStringList &arguments, QString *error)
         {QStringLiteral("service-version"), QStringLiteral("version text of the main service"), QStringLiteral("text")},
         {QStringLiteral("console-version"), QStringLiteral("console version offered for update"), QStringLiteral("a.b.c")},
         {QStringLiteral("console-update-file"), QStringLiteral("installer served under the update URL"), QStringLiteral("path")},
+        {QStringLiteral("console-update-url"), QStringLiteral("\"UpdateUrl\" as given, instead of this server's download address"), QStringLiteral("url")},
         {QStringLiteral("s3-endpoint"), QStringLiteral("object store address"), QStringLiteral("url")},
         {QStringLiteral("s3-bucket"), QStringLiteral("object store bucket"), QStringLiteral("name")},
         {QStringLiteral("s3-access-key"), QStringLiteral("object store access key"), QStringLiteral("k")},
@@ -55,6 +56,7 @@ bool SimOptions::parse(const QStringList &arguments, QString *error)
         {QStringLiteral("life-interval"), QStringLiteral("milliseconds between two life steps"), QStringLiteral("ms")},
         {QStringLiteral("hang-seconds"), QStringLiteral("how long a hanging request is held before the connection drops"), QStringLiteral("s")},
         {QStringLiteral("s3-key-lifetime"), QStringLiteral("lifetime of temporary storage keys in seconds"), QStringLiteral("s")},
+        {QStringLiteral("die-with-parent"), QStringLiteral("stop (and save) when the starting process ends")},
         {QStringLiteral("meeting-minutes"), QStringLiteral("running time of a started meeting that has an end"), QStringLiteral("min")},
     };
     parser.addOptions(options);
@@ -93,11 +95,13 @@ bool SimOptions::parse(const QStringList &arguments, QString *error)
     text("service-version", &serviceVersion);
     text("console-version", &consoleVersion);
     text("console-update-file", &consoleUpdateFile);
+    text("console-update-url", &consoleUpdateUrl);
     text("s3-endpoint", &s3Endpoint);
     text("s3-bucket", &s3Bucket);
     text("s3-access-key", &s3AccessKey);
     text("s3-secret-key", &s3SecretKey);
     text("webdav-url", &webdavUrl);
+    dieWithParent = parser.isSet(QStringLiteral("die-with-parent"));
     authBase = trimmedBase(authBase);
     meetingBase = trimmedBase(meetingBase);
     serviceBase = trimmedBase(serviceBase);

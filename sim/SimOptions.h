@@ -17,12 +17,14 @@ public:
     QString serviceVersion = QStringLiteral("v2.1.0");
     QString consoleVersion = QStringLiteral("1.0.0");
     QString consoleUpdateFile;
+    QString consoleUpdateUrl;
     QString s3Endpoint = QStringLiteral("http://127.0.0.1:9000");
     QString s3Bucket = QStringLiteral("zarvo");
     QString s3AccessKey = QStringLiteral("zarvo");
     QString s3SecretKey = QStringLiteral("zarvo-secret");
     QString webdavUrl = QStringLiteral("http://127.0.0.1:8088");
     bool simulateLife = true;
+    bool dieWithParent = false;
     int lifeIntervalMs = 2000;
     int hangSeconds = 60;
     int s3KeyLifetime = 3600;

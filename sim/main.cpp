@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <iostream>
 #include <pthread.h>
+#include <sys/prctl.h>
+#include <unistd.h>
 #include <thread>
 
 int main(int argc, char *argv[])
@@ -28,6 +30,14 @@ int main(int argc, char *argv[])
                        || QCoreApplication::arguments().contains(QStringLiteral("-h"));
         std::fprintf(help ? stdout : stderr, "%s\n", qPrintable(error));
         return help ? 0 : 2;
+    }
+
+    // A test that crashes must not leave its simulator behind.
+    if (options.dieWithParent) {
+        const pid_t parent = getppid();
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent)
+            return 0;
     }
 
     SimServer server(options);

@@ -28,7 +28,7 @@ QString SimProcess::executable()
 bool SimProcess::start(const QStringList &args, QString *error)
 {
     m_process.setProgram(executable());
-    m_process.setArguments(QStringList{QStringLiteral("--port"), QStringLiteral("0")} + args);
+    m_process.setArguments(QStringList{QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--die-with-parent")} + args);
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
     m_process.start();
     if (!m_process.waitForStarted(10000)) {
