@@ -17,6 +17,8 @@ void SimHttp::json(httplib::Response &res, const QJsonValue &value, int status)
         body = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact).mid(1).chopped(1);
     else if (value.isDouble())
         body = QByteArray::number(value.toDouble(), 'g', 17);
+    else if (value.isBool())
+        body = value.toBool() ? "true" : "false";
     else
         body = "null";
     res.status = status;

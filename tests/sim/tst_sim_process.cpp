@@ -16,6 +16,7 @@ private slots:
     void basePathsPrefixEachService();
     void stateSurvivesRestart();
     void brokenStateFileStopsStart();
+    void meetingStopsAtItsEndTime();
     void oddShapesOnTheWire_data();
     void oddShapesOnTheWire();
 };
@@ -140,6 +141,46 @@ void tst_sim_process::brokenStateFileStopsStart()
     // The file is left as it was: nothing is lost.
     QVERIFY(broken.open(QIODevice::ReadOnly));
     QCOMPARE(broken.readAll(), QByteArray("{\"format\": \"zarvo-sim-state-1\", \"accounts\": ["));
+}
+
+void tst_sim_process::meetingStopsAtItsEndTime()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QJsonObject state;
+    {
+        SimProcess seeded;
+        QString error;
+        QVERIFY2(seeded.start({QStringLiteral("--simulate-life"), QStringLiteral("off")}, &error), qPrintable(error));
+        state = seeded.admin("GET", QStringLiteral("/_sim/state")).object();
+    }
+    // The running design review ran out a second ago.
+    QJsonObject live = state.value(QStringLiteral("live")).toObject();
+    QJsonObject review = live.value(QStringLiteral("wdr7k2m4")).toObject();
+    QCOMPARE(review.value(QStringLiteral("statusMirror")).toInt(), 1);
+    review.insert(QStringLiteral("endingTime"), QDateTime::currentDateTimeUtc().addSecs(-1).toString(Qt::TextDate));
+    live.insert(QStringLiteral("wdr7k2m4"), review);
+    state.insert(QStringLiteral("live"), live);
+    QFile file(dir.filePath(QStringLiteral("state.json")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QJsonDocument(state).toJson());
+    file.close();
+
+    SimProcess sim;
+    QString error;
+    QVERIFY2(sim.start({QStringLiteral("--state"), file.fileName(), QStringLiteral("--simulate-life"), QStringLiteral("off")}, &error), qPrintable(error));
+    QCOMPARE(sim.admin("POST", QStringLiteral("/_sim/tick")).status, 200);
+    const QJsonObject after = sim.admin("GET", QStringLiteral("/_sim/state")).object();
+    const QJsonObject stopped = after.value(QStringLiteral("live")).toObject().value(QStringLiteral("wdr7k2m4")).toObject();
+    QCOMPARE(stopped.value(QStringLiteral("statusMirror")).toInt(), 0);
+    QVERIFY(stopped.value(QStringLiteral("clients")).toArray().isEmpty());
+    for (const QJsonValue &m : after.value(QStringLiteral("meetings")).toArray()) {
+        const QJsonObject meeting = m.toObject();
+        const QString id = meeting.value(QStringLiteral("meetingId")).toString();
+        // The board meeting is endless and keeps running.
+        if (id == QLatin1String("wdr7k2m4") || id == QLatin1String("brd9q3x1"))
+            QCOMPARE(meeting.value(QStringLiteral("status")).toString(), id == QLatin1String("wdr7k2m4") ? QStringLiteral("pending") : QStringLiteral("active"));
+    }
 }
 
 void tst_sim_process::oddShapesOnTheWire_data()
