@@ -72,6 +72,24 @@ QMetaMethod signalNamed(const QObject *object, const QByteArray &name)
     return QMetaMethod();
 }
 
+// Counts the emissions of one signal, whatever its arguments; a spy would
+// need every summary type registered.
+class SignalCounter : public QObject {
+    Q_OBJECT
+
+public:
+    SignalCounter(QObject *sender, const QMetaMethod &signal)
+    {
+        const int slot = metaObject()->indexOfSlot("hit()");
+        connected = signal.isValid() && QObject::connect(sender, signal, this, metaObject()->method(slot));
+    }
+    bool connected = false;
+    int count = 0;
+
+public slots:
+    void hit() { ++count; }
+};
+
 } // namespace
 
 Q_DECLARE_METATYPE(Call)
@@ -282,18 +300,18 @@ void TestClientsWire::request()
     Clients clients(server.port());
     QObject *target = clients.byName(client);
 
-    QSignalSpy ok(target, signalNamed(target, op + "Signal"));
-    QSignalSpy okFull(target, signalNamed(target, op + "SignalFull"));
-    QSignalSpy err(target, signalNamed(target, op + "SignalE"));
-    QSignalSpy errFull(target, signalNamed(target, op + "SignalEFull"));
-    QVERIFY(ok.isValid() && okFull.isValid() && err.isValid() && errFull.isValid());
+    SignalCounter ok(target, signalNamed(target, op + "Signal"));
+    SignalCounter okFull(target, signalNamed(target, op + "SignalFull"));
+    SignalCounter err(target, signalNamed(target, op + "SignalE"));
+    SignalCounter errFull(target, signalNamed(target, op + "SignalEFull"));
+    QVERIFY(ok.connected && okFull.connected && err.connected && errFull.connected);
 
     call(clients);
-    QVERIFY(okFull.wait(5000));
-    QCOMPARE(ok.count(), 1);
-    QCOMPARE(okFull.count(), 1);
-    QCOMPARE(err.count(), 0);
-    QCOMPARE(errFull.count(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(okFull.count + errFull.count, 1, 5000);
+    QCOMPARE(ok.count, 1);
+    QCOMPARE(okFull.count, 1);
+    QCOMPARE(err.count, 0);
+    QCOMPARE(errFull.count, 0);
 
     QCOMPARE(server.requestCount(), 1);
     const RecordedRequest request = server.lastRequest();
