@@ -132,7 +132,7 @@ echo "Listing of $objects objects with sizes and ETags"
 time_of ours "$ours" list "$endpoint" "$bucket" list/
 printf '  %-8s %7.2f s  %s\n' ours "$elapsed" "$(grep -o 'requests=.*' "$work/out.log")"
 # The peers take sizes and ETags from the listing pages themselves.
-time_of rclone rclone_run lsf --format pse "bench:$bucket/list/"
+time_of rclone rclone_run lsf --format psh "bench:$bucket/list/"
 printf '  %-8s %7.2f s  objects=%s\n' rclone "$elapsed" "$(wc -l <"$work/out.log")"
 time_of s3cmd s3cmd_run ls --list-md5 "s3://$bucket/list/"
 printf '  %-8s %7.2f s  objects=%s\n' s3cmd "$elapsed" "$(wc -l <"$work/out.log")"
