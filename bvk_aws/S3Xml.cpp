@@ -98,7 +98,11 @@ QString parseUploadId(const QByteArray &body)
 
 QString parseCompleteETag(const QByteArray &body)
 {
-    return firstText(body, QLatin1String("CompleteMultipartUploadResult"), QLatin1String("ETag")).trimmed();
+    // AWS names the root "...Result", moto "...Response".
+    const QString etag = firstText(body, QLatin1String("CompleteMultipartUploadResult"), QLatin1String("ETag"));
+    if (!etag.isEmpty())
+        return etag.trimmed();
+    return firstText(body, QLatin1String("CompleteMultipartUploadResponse"), QLatin1String("ETag")).trimmed();
 }
 
 QByteArray completeBody(const QList<QString> &partETags)

@@ -132,6 +132,10 @@ void TestS3Xml::multipartReplies()
                                       "<ETag>&quot;3858f62230ac3c915f300c664312c11f-9&quot;</ETag>"
                                       "</CompleteMultipartUploadResult>"),
              QStringLiteral("\"3858f62230ac3c915f300c664312c11f-9\""));
+    QCOMPARE(S3Xml::parseCompleteETag("<CompleteMultipartUploadResponse xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\">"
+                                      "<Key>k</Key><ETag>\"e-2\"</ETag></CompleteMultipartUploadResponse>"),
+             QStringLiteral("\"e-2\""));
+    QVERIFY(S3Xml::parseCompleteETag("<Error><ETag>x</ETag></Error>").isEmpty());
 
     // The completion body names the parts in order, numbered from 1.
     const QByteArray body = S3Xml::completeBody({"\"a\"", "\"b\""});

@@ -9,6 +9,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
+#include <QUrl>
 #include <QXmlStreamReader>
 
 namespace {
@@ -34,7 +35,7 @@ MotoServer::~MotoServer()
     stop();
 }
 
-bool MotoServer::start(QString *error)
+bool MotoServer::start(QString *error, int openActions)
 {
     stop();
     QString program = QStandardPaths::findExecutable(QStringLiteral("moto_server"));
@@ -62,6 +63,10 @@ bool MotoServer::start(QString *error)
 
     m_process = std::make_unique<QProcess>();
     m_process->setProcessChannelMode(QProcess::MergedChannels);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    if (openActions >= 0)
+        env.insert(QStringLiteral("INITIAL_NO_AUTH_ACTION_COUNT"), QString::number(openActions));
+    m_process->setProcessEnvironment(env);
     m_process->start(program, arguments);
     if (!m_process->waitForStarted(10000)) {
         fail(error, QStringLiteral("%1 did not start: %2").arg(program, m_process->errorString()));
@@ -83,7 +88,7 @@ bool MotoServer::start(QString *error)
         socket.connectToHost(QHostAddress::LocalHost, m_port);
         if (socket.waitForConnected(500)) {
             socket.disconnectFromHost();
-            if (request("GET", QStringLiteral("/")) != 0)
+            if (openActions >= 0 || request("GET", QStringLiteral("/")) != 0)
                 return true;
         }
         m_process->waitForReadyRead(200);
@@ -120,12 +125,19 @@ QString MotoServer::endpoint() const
 }
 
 int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body,
-                        QByteArray *reply)
+                        QByteArray *reply, const QByteArray &service)
 {
     QNetworkAccessManager nam;
     QNetworkRequest req(QUrl(endpoint() + pathAndQuery));
-    if (!body.isEmpty())
-        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/xml"));
+    if (!body.isEmpty()) {
+        req.setHeader(QNetworkRequest::ContentTypeHeader, service == "s3" ? QByteArrayLiteral("application/xml")
+                                                                          : QByteArrayLiteral("application/x-www-form-urlencoded"));
+    }
+    // moto routes by the credential scope; the signature is not looked at
+    // while access checks are off.
+    if (m_moto)
+        req.setRawHeader("Authorization", "AWS4-HMAC-SHA256 Credential=fixture/20260101/us-east-1/" + service
+                                          + "/aws4_request, SignedHeaders=host, Signature=00");
     QNetworkReply *r = nam.sendCustomRequest(req, verb, body);
     QEventLoop loop;
     QTimer timeout;
@@ -164,4 +176,32 @@ int MotoServer::openMultipartUploads(const QString &bucket)
 bool MotoServer::reset()
 {
     return m_moto && request("POST", QStringLiteral("/moto-api/reset")) == 200;
+}
+
+bool MotoServer::createAccessKey(QString *id, QString *secret)
+{
+    if (!m_moto)
+        return false;
+    const QByteArray user = "fixture-user";
+    const QByteArray policy = QUrl::toPercentEncoding(
+        R"({"Version":"2012-10-17","Statement":[{"Effect":"Allow","Action":"*","Resource":"*"}]})");
+    QByteArray body;
+    if (request("POST", "/", "Action=CreateUser&Version=2010-05-08&UserName=" + user, nullptr, "iam") != 200
+        || request("POST", "/", "Action=CreateAccessKey&Version=2010-05-08&UserName=" + user, &body, "iam") != 200
+        || request("POST", "/",
+                   "Action=PutUserPolicy&Version=2010-05-08&PolicyName=all&UserName=" + user + "&PolicyDocument="
+                       + policy,
+                   nullptr, "iam")
+               != 200)
+        return false;
+    QXmlStreamReader xml(body);
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("AccessKeyId"))
+            *id = xml.readElementText();
+        else if (xml.name() == QLatin1String("SecretAccessKey"))
+            *secret = xml.readElementText();
+    }
+    return !id->isEmpty() && !secret->isEmpty();
 }

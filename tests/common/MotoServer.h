@@ -21,7 +21,9 @@ public:
     MotoServer &operator=(const MotoServer &) = delete;
 
     // Starts the store on a free port and waits (bounded) until it answers.
-    bool start(QString *error = nullptr);
+    // With `openActions` >= 0 (moto only) the store checks signatures and
+    // access once that many requests have been served.
+    bool start(QString *error = nullptr, int openActions = -1);
     void stop();
     bool isRunning() const;
 
@@ -32,12 +34,15 @@ public:
     bool createBucket(const QString &name);
     // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
     int openMultipartUploads(const QString &bucket);
+    // A new IAM user allowed everything, and its key pair (moto only; costs
+    // three of the open actions).
+    bool createAccessKey(QString *id, QString *secret);
     // Forgets every bucket and object (moto only).
     bool reset();
 
     // One unsigned request; returns the HTTP status (0 when nothing came back).
     int request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body = QByteArray(),
-                QByteArray *reply = nullptr);
+                QByteArray *reply = nullptr, const QByteArray &service = "s3");
 
 private:
     std::unique_ptr<QProcess> m_process;
