@@ -15,7 +15,8 @@ namespace BVK_AWS {
 namespace {
 
 const QString kKind = QStringLiteral("download");
-constexpr int kMaxRetries = 3;
+constexpr int kMaxFailures = 3;
+constexpr int kPumpMs = 200;
 
 QAWSException localFailure(const QString &path, const QString &why)
 {
@@ -46,36 +47,55 @@ bool MultipartDownload::isFor(const QString &bucket, const QString &key, const Q
     return m_bucket == bucket && m_key == key && m_path == path;
 }
 
-qint64 MultipartDownload::partLength(int index) const
+qint64 MultipartDownload::bytesOnDisk() const
 {
-    return qMin(kPartSize, m_size - qint64(index) * kPartSize);
+    qint64 total = 0;
+    for (const Segment &s : m_segments)
+        total += s.done + (s.call ? s.call->sunk : 0);
+    return total;
+}
+
+bool MultipartDownload::anyInFlight() const
+{
+    for (const Segment &s : m_segments) {
+        if (s.call)
+            return true;
+    }
+    return false;
+}
+
+bool MultipartDownload::anyRunning() const
+{
+    for (const Segment &s : m_segments) {
+        if (s.call && !s.call->held)
+            return true;
+    }
+    return false;
 }
 
 MPInfo MultipartDownload::info(bool finished) const
 {
     MPInfo out;
     out.size = m_size;
-    out.progress = finished ? m_size : m_bytesDone;
+    out.progress = finished ? m_size : bytesOnDisk();
     const qint64 ms = m_clock.isValid() ? qMax<qint64>(1, m_clock.elapsed()) : 1;
-    out.bytespersecond = qint32(qMin<qint64>(m_movedHere * 1000 / ms, std::numeric_limits<qint32>::max()));
+    const qint64 moved = qMax<qint64>(0, out.progress - m_resumedAt);
+    out.bytespersecond = qint32(qMin<qint64>(moved * 1000 / ms, std::numeric_limits<qint32>::max()));
     out.finished = finished;
     return out;
 }
 
 void MultipartDownload::saveJournal() const
 {
-    QJsonArray done;
-    for (int i = 0; i < m_done.size(); ++i) {
-        if (m_done.at(i))
-            done.append(i);
-    }
+    QJsonArray segments;
+    for (const Segment &s : m_segments)
+        segments.append(QJsonArray{double(s.start), double(s.length), double(s.done + (s.call ? s.call->sunk : 0))});
     TransferJournal::save(m_journal, QJsonObject{{QStringLiteral("bucket"), m_bucket},
                                                  {QStringLiteral("key"), m_key},
                                                  {QStringLiteral("partFile"), partPath()},
                                                  {QStringLiteral("size"), double(m_size)},
                                                  {QStringLiteral("etag"), m_etag},
-                                                 {QStringLiteral("partSize"), double(kPartSize)},
-                                                 {QStringLiteral("done"), done}});
+                                                 {QStringLiteral("segments"), segments}});
 }
 
 void MultipartDownload::begin()
@@ -87,88 +107,114 @@ void MultipartDownload::begin()
     m_transport.runChecked(head, QStringLiteral("Reading \"%1\"").arg(m_key));
     m_size = head.replyHeader("content-length").toLongLong();
     m_etag = QString::fromUtf8(head.replyHeader("etag"));
-    const int parts = int((m_size + kPartSize - 1) / kPartSize);
-    m_done = QVector<bool>(parts, false);
-    m_retries = QVector<int>(parts, 0);
-    m_clock.start();
 
     // Go on with an earlier partial file only while the object is the same one.
     const QJsonObject saved = TransferJournal::load(m_journal);
+    QVector<Segment> savedSegments;
+    qint64 covered = 0;
+    for (const QJsonValue &v : saved.value(QStringLiteral("segments")).toArray()) {
+        const QJsonArray a = v.toArray();
+        Segment s;
+        s.start = qint64(a.at(0).toDouble(-1));
+        s.length = qint64(a.at(1).toDouble(-1));
+        s.done = qint64(a.at(2).toDouble(-1));
+        if (s.start != covered || s.length <= 0 || s.done < 0 || s.done > s.length)
+            break;
+        covered += s.length;
+        savedSegments.append(s);
+    }
     const QFileInfo partial(partPath());
-    const bool resumable = !saved.isEmpty() && saved.value(QStringLiteral("etag")).toString() == m_etag
-                           && !m_etag.isEmpty() && saved.value(QStringLiteral("size")).toDouble() == double(m_size)
-                           && saved.value(QStringLiteral("partSize")).toDouble() == double(kPartSize)
+    const bool resumable = !m_etag.isEmpty() && saved.value(QStringLiteral("etag")).toString() == m_etag
+                           && saved.value(QStringLiteral("size")).toDouble() == double(m_size) && covered == m_size
                            && partial.exists() && partial.size() == m_size;
     m_file.setFileName(partPath());
     if (resumable) {
         if (!m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
             throw localFailure(partPath(), m_file.errorString());
-        const QJsonArray done = saved.value(QStringLiteral("done")).toArray();
-        for (const QJsonValue &v : done) {
-            const int i = v.toInt(-1);
-            if (i >= 0 && i < parts && !m_done.at(i)) {
-                m_done[i] = true;
-                m_bytesDone += partLength(i);
-            }
-        }
+        m_segments = savedSegments;
     } else {
         if (!m_file.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered))
             throw localFailure(partPath(), m_file.errorString());
         // Full length at once: ranges land anywhere, and a full disk shows now.
         if (!m_file.resize(m_size))
             throw localFailure(partPath(), m_file.errorString());
+        const int streams = int(qBound<qint64>(1, m_size / kMinSegment, kStreams));
+        const qint64 each = m_size / streams;
+        m_segments.clear();
+        for (int i = 0; i < streams && m_size > 0; ++i) {
+            Segment s;
+            s.start = i * each;
+            s.length = i + 1 == streams ? m_size - s.start : each;
+            m_segments.append(s);
+        }
         saveJournal();
     }
+    m_resumedAt = bytesOnDisk();
+    m_clock.start();
     m_begun = true;
 }
 
-void MultipartDownload::topUp()
+void MultipartDownload::startStream(Segment &s, qint64 share)
 {
-    for (int i = 0; i < m_done.size() && m_inFlight.size() < kInFlight; ++i) {
-        if (m_done.at(i) || m_inFlight.contains(i))
-            continue;
-        auto *call = new S3Call;
-        call->bucket = m_bucket;
-        call->key = m_key;
-        const qint64 from = qint64(i) * kPartSize;
-        call->headers = {{"range", QByteArray("bytes=") + QByteArray::number(from) + '-'
-                                       + QByteArray::number(from + partLength(i) - 1)}};
-        if (!m_etag.isEmpty())
-            call->headers.append({"if-match", m_etag.toUtf8()});
-        call->sinkFile = &m_file;
-        call->sinkOffset = from;
-        call->sinkLimit = partLength(i);
-        call->tag = i;
-        call->owner = this;
-        m_inFlight.insert(i, call);
-        m_transport.start(call);
+    auto *call = new S3Call;
+    call->bucket = m_bucket;
+    call->key = m_key;
+    const qint64 from = s.start + s.done;
+    call->headers = {{"range", QByteArray("bytes=") + QByteArray::number(from) + '-'
+                                   + QByteArray::number(s.start + s.length - 1)}};
+    if (!m_etag.isEmpty())
+        call->headers.append({"if-match", m_etag.toUtf8()});
+    call->sinkFile = &m_file;
+    call->sinkOffset = from;
+    call->sinkLimit = s.length - s.done;
+    call->sinkPartialOnly = from > 0;
+    call->holdAt = share;
+    call->owner = this;
+    s.call = call;
+    m_transport.start(call);
+}
+
+void MultipartDownload::topUp(qint64 share)
+{
+    for (Segment &s : m_segments) {
+        if (!s.call && s.done < s.length)
+            startStream(s, share);
     }
 }
 
 void MultipartDownload::dropInFlight()
 {
-    for (S3Call *call : qAsConst(m_inFlight)) {
-        m_transport.cancel(call);
-        delete call;
+    for (Segment &s : m_segments) {
+        if (!s.call)
+            continue;
+        // Whatever reached the disk before the cut is kept.
+        s.done += s.call->sunk;
+        m_transport.cancel(s.call);
+        delete s.call;
+        s.call = nullptr;
     }
-    m_inFlight.clear();
 }
 
-void MultipartDownload::retire(S3Call *call)
+void MultipartDownload::retire(S3Call *finished)
 {
-    const int index = call->tag;
-    m_inFlight.remove(index);
-    std::unique_ptr<S3Call> owned(call);
-    if (call->ok() && call->received == partLength(index)) {
-        m_done[index] = true;
-        m_bytesDone += partLength(index);
-        m_movedHere += partLength(index);
-        saveJournal();
-        return;
+    std::unique_ptr<S3Call> call(finished);
+    Segment *segment = nullptr;
+    for (Segment &s : m_segments) {
+        if (s.call == finished)
+            segment = &s;
     }
-    const bool transient = !call->sinkFailed && (call->curlCode != 0 || call->status >= 500 || call->ok());
-    if (transient && ++m_retries[index] <= kMaxRetries)
+    if (!segment)
         return;
+    segment->call = nullptr;
+    segment->done += call->sunk;
+    if (call->sunk > 0)
+        segment->failures = 0;
+    if (call->ok() && segment->done == segment->length)
+        return;
+
+    const bool cut = call->curlCode != 0 || call->status >= 500 || (call->ok() && segment->done < segment->length);
+    if (cut && !call->sinkFailed && ++segment->failures <= kMaxFailures)
+        return; // topUp opens the stream again from where it stopped
     dropInFlight();
     if (call->status == 412) {
         // The object changed under us: what is on disk is of no use any more.
@@ -176,6 +222,7 @@ void MultipartDownload::retire(S3Call *call)
         throw QAWSException(412, QStringLiteral("PreconditionFailed"),
                             QStringLiteral("\"%1\" changed on the store during the download.").arg(m_key));
     }
+    saveJournal();
     throw S3Transport::failure(*call, QStringLiteral("Downloading \"%1\"").arg(m_key));
 }
 
@@ -198,14 +245,25 @@ MPInfo MultipartDownload::step()
         return info(true);
     if (!m_begun)
         begin();
-    topUp();
-    if (m_inFlight.isEmpty())
+    // Each stream may take its share of one step's bytes, then holds still
+    // (its connection open) until the next step.
+    const qint64 share = qMax<qint64>(1, kStepBytes / qMax(1, m_segments.size()));
+    for (Segment &s : m_segments) {
+        if (s.call) {
+            s.call->holdAt = s.call->sunk + share;
+            m_transport.resume(s.call);
+        }
+    }
+    topUp(share);
+    while (anyRunning()) {
+        if (S3Call *call = m_transport.pump(this, kPumpMs)) {
+            retire(call);
+            topUp(share);
+        }
+    }
+    if (!anyInFlight())
         return finish();
-    if (S3Call *call = m_transport.waitAny(this))
-        retire(call);
-    topUp();
-    if (m_inFlight.isEmpty())
-        return finish();
+    saveJournal();
     return info(false);
 }
 

@@ -3,7 +3,6 @@
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QHash>
 #include <QString>
 #include <QVector>
 
@@ -14,11 +13,15 @@ namespace BVK_AWS {
 
 class S3Transport;
 
-// One download into "<path>.part" in ranged steps, a few ranges in flight at
-// once, each written straight to its place in the file. The file takes the
-// place of `path` only when complete, so a failed or aborted download leaves
-// what was there untouched. Finished ranges are journaled with the object's
-// ETag, so that a later step goes on only while the object is the same.
+// One download into "<path>.part". The object is cut into a few long ranges,
+// each fetched by one streaming GET that stays open from step to step and
+// writes straight to its place in the file; a step ends once a bounded amount
+// has arrived. A store that reads the whole object for every ranged GET (as
+// some do) is asked only a few times, and the streams run side by side.
+// The file takes the place of `path` only when complete, so a failed or
+// aborted download leaves what was there untouched. What has arrived is
+// journaled with the object's ETag after each step, so that a later step (also
+// of a new object, or after a restart) goes on while the object is the same.
 class MultipartDownload
 {
 public:
@@ -27,22 +30,35 @@ public:
 
     bool isFor(const QString &bucket, const QString &key, const QString &path) const;
     MPInfo step();
-    // Stops the ranges in flight and removes the partial file.
+    // Stops the streams and removes the partial file.
     void abort();
 
     static void abortJournaled(const QString &journalId);
 
-    static constexpr qint64 kPartSize = 16 * 1024 * 1024;
-    static constexpr int kInFlight = 4;
+    static constexpr qint64 kStepBytes = 8 * 1024 * 1024;
+    static constexpr qint64 kMinSegment = 32 * 1024 * 1024;
+    static constexpr int kStreams = 2;
 
 private:
+    struct Segment
+    {
+        qint64 start = 0;
+        qint64 length = 0;
+        qint64 done = 0;       // bytes on disk from `start` on
+        int failures = 0;      // in a row, without progress
+        S3Call *call = nullptr;
+    };
+
     void begin();
-    void topUp();
+    void startStream(Segment &segment, qint64 share);
     void retire(S3Call *call);
+    void topUp(qint64 share);
+    qint64 bytesOnDisk() const;
     MPInfo finish();
     void saveJournal() const;
     void dropInFlight();
-    qint64 partLength(int index) const;
+    bool anyInFlight() const;
+    bool anyRunning() const;
     MPInfo info(bool finished) const;
     QString partPath() const { return m_path + QStringLiteral(".part"); }
 
@@ -55,12 +71,9 @@ private:
     bool m_finished = false;
     qint64 m_size = 0;
     QString m_etag;
-    QVector<bool> m_done;
-    QVector<int> m_retries;
-    QHash<int, S3Call *> m_inFlight;
+    QVector<Segment> m_segments;
     QFile m_file;
-    qint64 m_bytesDone = 0;
-    qint64 m_movedHere = 0;
+    qint64 m_resumedAt = 0;
     QElapsedTimer m_clock;
 };
 

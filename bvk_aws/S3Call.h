@@ -24,6 +24,11 @@ struct S3Call
     QFile *sinkFile = nullptr;
     qint64 sinkOffset = 0;
     qint64 sinkLimit = -1;           // more than this many bytes is a failure
+    bool sinkPartialOnly = false;    // only a 206 answer goes to the sink
+    // The transfer holds still once this many bytes are in the sink (-1: never)
+    // until S3Transport::resume; it bounds what one step receives.
+    qint64 holdAt = -1;
+    bool held = false;
 
     // Results.
     long status = 0;
@@ -32,6 +37,7 @@ struct S3Call
     QByteArray reply;
     S3Signer::Headers replyHeaders;  // names lower-case
     qint64 received = 0;
+    qint64 sunk = 0;                 // bytes written to `sinkFile`
     qint64 sent = 0;
     bool sinkFailed = false;
 

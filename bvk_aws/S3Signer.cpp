@@ -3,6 +3,8 @@
 #include <QCryptographicHash>
 #include <QMessageAuthenticationCode>
 
+#include <openssl/evp.h>
+
 #include <algorithm>
 
 namespace BVK_AWS {
@@ -76,7 +78,13 @@ QByteArray S3Signer::amzDate(const QDateTime &when)
 
 QByteArray S3Signer::sha256Hex(const QByteArray &data)
 {
-    return QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
+    // Part bodies are hashed whole on the transfer thread; OpenSSL's digest
+    // uses the CPU's SHA instructions and is several times faster than Qt's.
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    if (EVP_Digest(data.constData(), size_t(data.size()), digest, &length, EVP_sha256(), nullptr) != 1)
+        return QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
+    return QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex();
 }
 
 const QByteArray &S3Signer::emptyPayloadHash()

@@ -44,17 +44,22 @@ size_t onWrite(char *data, size_t size, size_t count, void *user)
     auto *x = static_cast<Exchange *>(user);
     S3Call *call = x->call;
     const qint64 n = qint64(size * count);
-    const bool success = call->status >= 200 && call->status < 300;
+    // A whole object sent in answer to a range would land in the wrong place.
+    const bool success = call->status == 206 || (call->status >= 200 && call->status < 300 && !call->sinkPartialOnly);
     if (call->sinkFile && success) {
-        if (call->sinkLimit >= 0 && call->received + n > call->sinkLimit) {
+        if (call->holdAt >= 0 && call->sunk >= call->holdAt) {
+            call->held = true;
+            return CURL_WRITEFUNC_PAUSE; // curl hands the same data again on resume
+        }
+        if (call->sinkLimit >= 0 && call->sunk + n > call->sinkLimit) {
             call->sinkFailed = true;
             return 0;
         }
-        if (!call->sinkFile->seek(call->sinkOffset + call->received)
-            || call->sinkFile->write(data, n) != n) {
+        if (!call->sinkFile->seek(call->sinkOffset + call->sunk) || call->sinkFile->write(data, n) != n) {
             call->sinkFailed = true;
             return 0;
         }
+        call->sunk += n;
     } else if (call->reply.size() < 4 * 1024 * 1024) {
         call->reply.append(data, int(n));
     }
@@ -169,8 +174,8 @@ quint64 S3Transport::requestCount()
 
 QString S3Transport::identity() const
 {
-    return m_scheme + QLatin1String("://") + m_host + QLatin1Char(':') + QString::number(m_port) + QLatin1Char('|')
-           + m_access;
+    // Not the access key: renewed temporary keys must find the transfer again.
+    return m_scheme + QLatin1String("://") + m_host + QLatin1Char(':') + QString::number(m_port);
 }
 
 S3Transport::Route S3Transport::route(const QString &bucket)
@@ -215,6 +220,8 @@ void S3Transport::prepare(S3Call *call)
     call->reply.clear();
     call->replyHeaders.clear();
     call->received = 0;
+    call->sunk = 0;
+    call->held = false;
     call->sent = 0;
     call->sinkFailed = false;
 
@@ -323,34 +330,60 @@ void S3Transport::finish(S3Call *call, int curlCode)
     m_active.removeOne(call);
 }
 
-S3Call *S3Transport::waitAny(const void *owner)
+S3Call *S3Transport::collect(const void *owner)
 {
     for (int i = 0; i < m_finished.size(); ++i) {
         if (m_finished.at(i)->owner == owner)
             return m_finished.takeAt(i);
     }
     auto *multi = static_cast<CURLM *>(m_multi);
+    int running = 0;
+    curl_multi_perform(multi, &running);
+    S3Call *mine = nullptr;
+    int queued = 0;
+    while (CURLMsg *msg = curl_multi_info_read(multi, &queued)) {
+        if (msg->msg != CURLMSG_DONE)
+            continue;
+        Exchange *x = nullptr;
+        curl_easy_getinfo(msg->easy_handle, CURLINFO_PRIVATE, reinterpret_cast<char **>(&x));
+        S3Call *call = x->call;
+        finish(call, msg->data.result);
+        if (call->owner == owner && !mine)
+            mine = call;
+        else
+            m_finished.append(call);
+    }
+    return mine;
+}
+
+S3Call *S3Transport::waitAny(const void *owner)
+{
     const auto ownerActive = [this, owner] {
         return std::any_of(m_active.cbegin(), m_active.cend(), [owner](S3Call *c) { return c->owner == owner; });
     };
-    while (ownerActive()) {
-        int running = 0;
-        curl_multi_perform(multi, &running);
-        int queued = 0;
-        while (CURLMsg *msg = curl_multi_info_read(multi, &queued)) {
-            if (msg->msg != CURLMSG_DONE)
-                continue;
-            Exchange *x = nullptr;
-            curl_easy_getinfo(msg->easy_handle, CURLINFO_PRIVATE, reinterpret_cast<char **>(&x));
-            S3Call *call = x->call;
-            finish(call, msg->data.result);
-            if (call->owner == owner)
-                return call;
-            m_finished.append(call);
-        }
-        curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    for (;;) {
+        if (S3Call *call = collect(owner))
+            return call;
+        if (!ownerActive())
+            return nullptr;
+        curl_multi_poll(static_cast<CURLM *>(m_multi), nullptr, 0, 1000, nullptr);
     }
-    return nullptr;
+}
+
+S3Call *S3Transport::pump(const void *owner, int waitMs)
+{
+    if (S3Call *call = collect(owner))
+        return call;
+    curl_multi_poll(static_cast<CURLM *>(m_multi), nullptr, 0, waitMs, nullptr);
+    return collect(owner);
+}
+
+void S3Transport::resume(S3Call *call)
+{
+    if (!call->held || !call->handle)
+        return;
+    call->held = false;
+    curl_easy_pause(static_cast<Exchange *>(call->handle)->easy, CURLPAUSE_CONT);
 }
 
 void S3Transport::cancel(S3Call *call)

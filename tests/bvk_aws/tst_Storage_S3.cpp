@@ -79,7 +79,10 @@ private slots:
     void abortedOrFailedDownloadKeepsOldFile();
 
 private:
-    Storage_S3 *client() { return new Storage_S3(MINIO, m_moto.endpoint(), "test", "test"); }
+    Storage_S3 *client(const QString &access = "test")
+    {
+        return new Storage_S3(MINIO, m_moto.endpoint(), access, "test");
+    }
     QString local(const QString &name) const { return m_dir.filePath(name); }
     MPInfo uploadAll(Storage_S3 &s3, const QString &key, const QString &path, int *steps);
     MPInfo downloadAll(Storage_S3 &s3, const QString &key, const QString &path, int *steps);
@@ -376,12 +379,13 @@ void TestStorage_S3::resumeWithNewObject()
     const QString target = local("resume-down");
     QVERIFY(writeAll(source, data));
 
-    // A pause and a new client between two steps, as a key renewal does.
+    // A pause and a new client between two steps, as a key renewal does:
+    // temporary keys come with a new access key.
     std::unique_ptr<Storage_S3> s3(client());
     MPInfo first = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
     QVERIFY(!first.finished);
     QVERIFY(first.progress > 0);
-    s3.reset(client());
+    s3.reset(client("renewed"));
     MPInfo next = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
     QVERIFY2(next.progress > first.progress, "the new client started over");
     int steps = 0;
@@ -390,7 +394,7 @@ void TestStorage_S3::resumeWithNewObject()
 
     first = s3->DownloadObjectMultipart(kBucket, "resume.bin", target);
     QVERIFY(!first.finished);
-    s3.reset(client());
+    s3.reset(client("renewed again"));
     next = s3->DownloadObjectMultipart(kBucket, "resume.bin", target);
     QVERIFY2(next.progress > first.progress, "the new client started over");
     QVERIFY(downloadAll(*s3, "resume.bin", target, &steps).finished);
