@@ -138,7 +138,11 @@ void MultipartDownload::begin()
         // Full length at once: ranges land anywhere, and a full disk shows now.
         if (!m_file.resize(m_size))
             throw localFailure(partPath(), m_file.errorString());
-        const int streams = int(qBound<qint64>(1, m_size / kMinSegment, kStreams));
+        // Amazon S3 serves each connection at a limited rate, so a large
+        // object comes faster over several; a MinIO on the local network fills
+        // the link with one, and one plain GET costs it the least work.
+        const int most = m_transport.type() == S3 ? kStreams : 1;
+        const int streams = int(qBound<qint64>(1, m_size / kMinSegment, most));
         const qint64 each = m_size / streams;
         m_segments.clear();
         for (int i = 0; i < streams && m_size > 0; ++i) {
@@ -160,8 +164,10 @@ void MultipartDownload::startStream(Segment &s, qint64 share)
     call->bucket = m_bucket;
     call->key = m_key;
     const qint64 from = s.start + s.done;
-    call->headers = {{"range", QByteArray("bytes=") + QByteArray::number(from) + '-'
-                                   + QByteArray::number(s.start + s.length - 1)}};
+    if (from > 0 || s.length < m_size) {
+        call->headers = {{"range", QByteArray("bytes=") + QByteArray::number(from) + '-'
+                                       + QByteArray::number(s.start + s.length - 1)}};
+    }
     if (!m_etag.isEmpty())
         call->headers.append({"if-match", m_etag.toUtf8()});
     call->sinkFile = &m_file;
@@ -256,9 +262,12 @@ MPInfo MultipartDownload::step()
     }
     topUp(share);
     while (anyRunning()) {
-        if (S3Call *call = m_transport.pump(this, kPumpMs)) {
+        if (S3Call *call = m_transport.collect(this)) {
             retire(call);
             topUp(share);
+        } else if (anyRunning()) {
+            // Not once all streams hold: nothing would wake the wait.
+            m_transport.waitForActivity(kPumpMs);
         }
     }
     if (!anyInFlight())

@@ -13,11 +13,11 @@ namespace BVK_AWS {
 
 class S3Transport;
 
-// One download into "<path>.part". The object is cut into a few long ranges,
-// each fetched by one streaming GET that stays open from step to step and
-// writes straight to its place in the file; a step ends once a bounded amount
-// has arrived. A store that reads the whole object for every ranged GET (as
-// some do) is asked only a few times, and the streams run side by side.
+// One download into "<path>.part" by streaming GETs that stay open from step
+// to step and write straight to their place in the file; a step ends once a
+// bounded amount has arrived. On Amazon S3 a large object is cut into a few
+// long ranges fetched side by side; elsewhere one GET carries it all. Either
+// way the store is asked a few times, not once per part.
 // The file takes the place of `path` only when complete, so a failed or
 // aborted download leaves what was there untouched. What has arrived is
 // journaled with the object's ETag after each step, so that a later step (also
@@ -37,7 +37,7 @@ public:
 
     static constexpr qint64 kStepBytes = 8 * 1024 * 1024;
     static constexpr qint64 kMinSegment = 32 * 1024 * 1024;
-    static constexpr int kStreams = 2;
+    static constexpr int kStreams = 4;
 
 private:
     struct Segment

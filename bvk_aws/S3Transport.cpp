@@ -366,16 +366,13 @@ S3Call *S3Transport::waitAny(const void *owner)
             return call;
         if (!ownerActive())
             return nullptr;
-        curl_multi_poll(static_cast<CURLM *>(m_multi), nullptr, 0, 1000, nullptr);
+        waitForActivity(1000);
     }
 }
 
-S3Call *S3Transport::pump(const void *owner, int waitMs)
+void S3Transport::waitForActivity(int ms)
 {
-    if (S3Call *call = collect(owner))
-        return call;
-    curl_multi_poll(static_cast<CURLM *>(m_multi), nullptr, 0, waitMs, nullptr);
-    return collect(owner);
+    curl_multi_poll(static_cast<CURLM *>(m_multi), nullptr, 0, ms, nullptr);
 }
 
 void S3Transport::resume(S3Call *call)

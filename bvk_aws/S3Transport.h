@@ -34,9 +34,11 @@ public:
     void start(S3Call *call);
     // The next finished call of `owner`; null when it has none in flight.
     S3Call *waitAny(const void *owner);
-    // Moves the calls in flight along for at most `waitMs`; a finished call of
-    // `owner` when one ended, else null (look at the calls' `received`).
-    S3Call *pump(const void *owner, int waitMs);
+    // Moves the calls in flight along without waiting; a finished call of
+    // `owner` when one ended, else null (look at the calls' `sunk`).
+    S3Call *collect(const void *owner);
+    // Waits at most `ms` for any call in flight to have something to do.
+    void waitForActivity(int ms);
     // Lets a call that reached its `holdAt` go on.
     void resume(S3Call *call);
     void cancel(S3Call *call);
@@ -44,6 +46,7 @@ public:
     // The failure a finished call stands for.
     static QAWSException failure(const S3Call &call, const QString &what);
 
+    Type type() const { return m_type; }
     QString identity() const;    // the endpoint, for keying saved state
     static quint64 requestCount();
 
@@ -59,7 +62,6 @@ private:
     bool learnRegion(const S3Call &call);
     void prepare(S3Call *call);
     void finish(S3Call *call, int curlCode);
-    S3Call *collect(const void *owner);
     static bool worthRetrying(const S3Call &call);
 
     Type m_type;
