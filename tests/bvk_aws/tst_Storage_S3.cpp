@@ -86,7 +86,6 @@ private:
     QString local(const QString &name) const { return m_dir.filePath(name); }
     MPInfo uploadAll(Storage_S3 &s3, const QString &key, const QString &path, int *steps);
     MPInfo downloadAll(Storage_S3 &s3, const QString &key, const QString &path, int *steps);
-    bool put(const QString &bucket, const QString &key, const QByteArray &data);
 
     MotoServer m_moto;
     QTemporaryDir m_dir;
@@ -122,18 +121,12 @@ void TestStorage_S3::initTestCase()
     }
     QTRY_COMPARE_WITH_TIMEOUT(pending, 0, 60000);
     QCOMPARE(failed, 0);
-    QVERIFY(put(kManyBucket, "top.txt", "t"));
+    QVERIFY(m_moto.putObject(kManyBucket, "top.txt", "t"));
 }
 
 void TestStorage_S3::cleanupTestCase()
 {
     m_moto.stop();
-}
-
-bool TestStorage_S3::put(const QString &bucket, const QString &key, const QByteArray &data)
-{
-    const QByteArray path = QUrl::toPercentEncoding(key, "/");
-    return m_moto.request("PUT", "/" + bucket + "/" + QString::fromLatin1(path), data) == 200;
 }
 
 MPInfo TestStorage_S3::uploadAll(Storage_S3 &s3, const QString &key, const QString &path, int *steps)
@@ -179,7 +172,7 @@ void TestStorage_S3::listing()
     QFETCH(int, requests);
     for (const QString &key : expected) {
         if (key.startsWith("odd/"))
-            QVERIFY2(put(kManyBucket, key, key.toUtf8()), qPrintable(key));
+            QVERIFY2(m_moto.putObject(kManyBucket, key, key.toUtf8()), qPrintable(key));
     }
 
     std::unique_ptr<Storage_S3> s3(client());
@@ -214,7 +207,7 @@ void TestStorage_S3::infoAnsweredFromListing()
 void TestStorage_S3::infoSizeDelete()
 {
     const QByteArray data = "hello, store";
-    QVERIFY(put(kBucket, "dir/info me.txt", data));
+    QVERIFY(m_moto.putObject(kBucket, "dir/info me.txt", data));
     std::unique_ptr<Storage_S3> s3(client());
     const ObjectInfo info = s3->GetObjectInfo(kBucket, "dir/info me.txt");
     QCOMPARE(info.size, qint64(data.size()));
@@ -437,7 +430,7 @@ void TestStorage_S3::abortedOrFailedDownloadKeepsOldFile()
 {
     QFETCH(bool, abort);
     const QByteArray remote = randomBytes(40 * kMiB);
-    QVERIFY(put(kBucket, "big.bin", remote));
+    QVERIFY(m_moto.putObject(kBucket, "big.bin", remote));
     const QString target = local("keep-me");
     const QByteArray old = "the file that was there";
     QVERIFY(writeAll(target, old));

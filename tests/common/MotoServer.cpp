@@ -127,14 +127,20 @@ QString MotoServer::endpoint() const
 int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body,
                         QByteArray *reply, const QByteArray &service)
 {
+    return send(verb, pathAndQuery, body, reply, service, nullptr);
+}
+
+int MotoServer::send(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body,
+                     QByteArray *reply, const QByteArray &service, QList<QPair<QByteArray, QByteArray>> *headers)
+{
     QNetworkAccessManager nam;
     QNetworkRequest req(QUrl(endpoint() + pathAndQuery));
     if (!body.isEmpty()) {
         req.setHeader(QNetworkRequest::ContentTypeHeader, service == "s3" ? QByteArrayLiteral("application/xml")
                                                                           : QByteArrayLiteral("application/x-www-form-urlencoded"));
     }
-    // moto routes by the credential scope; the signature is not looked at
-    // while access checks are off.
+    // moto routes by the credential scope and, while its access checks are
+    // off, looks at no signature; unsigned, it answers HEAD with wrong headers.
     if (m_moto)
         req.setRawHeader("Authorization", "AWS4-HMAC-SHA256 Credential=fixture/20260101/us-east-1/" + service
                                           + "/aws4_request, SignedHeaders=host, Signature=00");
@@ -149,8 +155,42 @@ int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, con
     const int status = r->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (reply)
         *reply = r->readAll();
+    if (headers)
+        *headers = r->rawHeaderPairs();
     r->deleteLater();
     return status;
+}
+
+QString MotoServer::objectPath(const QString &bucket, const QString &key)
+{
+    return QLatin1Char('/') + bucket + QLatin1Char('/') + QString::fromLatin1(QUrl::toPercentEncoding(key, "/"));
+}
+
+bool MotoServer::putObject(const QString &bucket, const QString &key, const QByteArray &data)
+{
+    return request("PUT", objectPath(bucket, key), data) == 200;
+}
+
+bool MotoServer::hasObject(const QString &bucket, const QString &key)
+{
+    return request("HEAD", objectPath(bucket, key)) == 200;
+}
+
+QByteArray MotoServer::getObject(const QString &bucket, const QString &key)
+{
+    QByteArray body;
+    return request("GET", objectPath(bucket, key), QByteArray(), &body) == 200 ? body : QByteArray();
+}
+
+QByteArray MotoServer::objectHeader(const QString &bucket, const QString &key, const QByteArray &name)
+{
+    QList<QPair<QByteArray, QByteArray>> headers;
+    send("HEAD", objectPath(bucket, key), QByteArray(), nullptr, "s3", &headers);
+    for (const auto &h : headers) {
+        if (h.first.compare(name, Qt::CaseInsensitive) == 0)
+            return h.second;
+    }
+    return QByteArray();
 }
 
 bool MotoServer::createBucket(const QString &name)

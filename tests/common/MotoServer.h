@@ -2,6 +2,8 @@
 #define MOTOSERVER_H
 
 #include <QByteArray>
+#include <QList>
+#include <QPair>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -44,7 +46,18 @@ public:
     int request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body = QByteArray(),
                 QByteArray *reply = nullptr, const QByteArray &service = "s3");
 
+    // Objects seeded and read over plain HTTP, without the storage library, so
+    // that what a test's subject did is checked apart from how it did it.
+    bool putObject(const QString &bucket, const QString &key, const QByteArray &data);
+    bool hasObject(const QString &bucket, const QString &key);
+    QByteArray getObject(const QString &bucket, const QString &key); // null when absent
+    QByteArray objectHeader(const QString &bucket, const QString &key, const QByteArray &name);
+
 private:
+    int send(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body, QByteArray *reply,
+             const QByteArray &service, QList<QPair<QByteArray, QByteArray>> *headers);
+    static QString objectPath(const QString &bucket, const QString &key);
+
     std::unique_ptr<QProcess> m_process;
     std::unique_ptr<QTemporaryDir> m_dataDir;
     quint16 m_port = 0;

@@ -1,11 +1,9 @@
 #include <QFile>
-#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include "MotoServer.h"
 #include "S3WorkerHarness.h"
-#include "StoreProbe.h"
 #include "ZRV_S3Worker.h"
 
 namespace {
@@ -102,6 +100,22 @@ private slots:
     void failingStep();
 
 private:
+    // A bucket of its own and the two ends of one transfer: for an upload the
+    // local file holds `data`, for a download the store does.
+    struct Scene
+    {
+        QString bucket;
+        QString key;
+        QString path;
+        QByteArray data;
+    };
+    Scene scene(bool upload, const QString &key, const QByteArray &data);
+    // Whether the far end of the transfer now holds `data`.
+    bool arrived(bool upload, const Scene &s);
+    // Starts a transfer with a pause queued behind its opening signal and
+    // waits until it has stopped after its first step.
+    bool startPaused(S3WorkerHarness &h, bool upload, const Scene &s);
+
     QString freshBucket();
     QString localFile(const QString &name, const QByteArray &data);
     bool setUp(S3WorkerHarness &h, const QString &user = QStringLiteral("test"),
@@ -110,7 +124,6 @@ private:
                        const QString &path);
 
     MotoServer m_moto;
-    StoreProbe *m_probe = nullptr;
     QTemporaryDir m_dir;
     int m_buckets = 0;
     int m_files = 0;
@@ -123,12 +136,10 @@ void TestZRV_S3Worker::initTestCase()
     QVERIFY(m_dir.isValid());
     QString error;
     QVERIFY2(m_moto.start(&error), qPrintable(error));
-    m_probe = new StoreProbe(m_moto.endpoint());
 }
 
 void TestZRV_S3Worker::cleanupTestCase()
 {
-    delete m_probe;
     m_moto.stop();
 }
 
@@ -164,6 +175,36 @@ void TestZRV_S3Worker::startTransfer(S3WorkerHarness &h, bool upload, const QStr
         emit h.doUpload(bucket, key, path);
     else
         emit h.doDownload(bucket, key, path);
+}
+
+TestZRV_S3Worker::Scene TestZRV_S3Worker::scene(bool upload, const QString &key, const QByteArray &data)
+{
+    Scene s{freshBucket(), key, QString(), data};
+    if (upload) {
+        // The content type is read off the local name, so it keeps the key's.
+        s.path = localFile(QFileInfo(key).fileName(), data);
+    } else {
+        s.path = m_dir.filePath(QStringLiteral("target-%1").arg(++m_files));
+        if (!m_moto.putObject(s.bucket, key, data))
+            qWarning("could not seed %s", qPrintable(key));
+    }
+    return s;
+}
+
+bool TestZRV_S3Worker::arrived(bool upload, const Scene &s)
+{
+    if (upload)
+        return m_moto.getObject(s.bucket, s.key) == s.data;
+    QFile f(s.path);
+    return f.open(QIODevice::ReadOnly) && f.readAll() == s.data;
+}
+
+bool TestZRV_S3Worker::startPaused(S3WorkerHarness &h, bool upload, const Scene &s)
+{
+    h.sendWhenOpening(&S3WorkerHarness::doPause);
+    startTransfer(h, upload, s.bucket, s.key, s.path);
+    // Opening, first step, paused; drain() alone would be answered between two steps.
+    return h.waitFor("transferProgress", 3) && h.drain();
 }
 
 void TestZRV_S3Worker::contentTypeForPath_data()
@@ -250,7 +291,7 @@ void TestZRV_S3Worker::setupTwiceLeavesOneClient()
 {
     S3WorkerHarness h;
     const QString bucket = freshBucket();
-    QVERIFY(m_probe->put(bucket, "a.txt", "abc"));
+    QVERIFY(m_moto.putObject(bucket, "a.txt", "abc"));
     // The first client points nowhere; only its replacement can answer.
     emit h.doSetup(1, QStringLiteral("http://127.0.0.1:9"), "test", "test", QString());
     emit h.doSetup(1, m_moto.endpoint(), "test", "test", QString());
@@ -294,7 +335,7 @@ void TestZRV_S3Worker::listing()
 
     const QString bucket = freshBucket();
     for (const QString &key : objects)
-        QVERIFY(m_probe->put(bucket, key, key.endsWith('/') ? QByteArray() : key.toUtf8().repeated(3)));
+        QVERIFY(m_moto.putObject(bucket, key, key.endsWith('/') ? QByteArray() : key.toUtf8().repeated(3)));
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
@@ -309,7 +350,7 @@ void TestZRV_S3Worker::listing()
     for (const QString &key : keys) {
         const bool skipped = unasked.contains(key);
         sizes << (skipped ? QStringLiteral("0") : QString::number(key.toUtf8().size() * 3));
-        etags << (skipped ? QStringLiteral("NONE") : unquoted(m_probe->header(bucket, key, "ETag")));
+        etags << (skipped ? QStringLiteral("NONE") : unquoted(m_moto.objectHeader(bucket, key, "ETag")));
     }
     QCOMPARE(args.at(1).toStringList(), sizes);
     QStringList gotEtags = args.at(2).toStringList();
@@ -353,7 +394,7 @@ void TestZRV_S3Worker::failureThenFinished()
 
     if (bucket.isEmpty()) {
         bucket = freshBucket();
-        QVERIFY(m_probe->put(bucket, "present.bin", "12345"));
+        QVERIFY(m_moto.putObject(bucket, "present.bin", "12345"));
         if (!finished.isEmpty())
             finished[0] = bucket;
     }
@@ -380,7 +421,7 @@ void TestZRV_S3Worker::failureThenFinished()
     }
     QCOMPARE(h.spy.last().at(1).toList(), finished);
     if (call == "doDelete" && answers.size() == 1)
-        QVERIFY(!m_probe->exists(bucket, key));
+        QVERIFY(!m_moto.hasObject(bucket, key));
 }
 
 void TestZRV_S3Worker::transfer_data()
@@ -411,17 +452,13 @@ void TestZRV_S3Worker::transfer()
     QFETCH(bool, idlePauseFirst);
     QFETCH(QString, type);
 
-    const QString bucket = freshBucket();
-    const QByteArray data = patterned(size);
-    const QString path = upload ? localFile(QFileInfo(key).fileName(), data) : m_dir.filePath(QStringLiteral("target-%1").arg(++m_files));
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, key, data));
+    const Scene sc = scene(upload, key, patterned(size));
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
     if (idlePauseFirst)
         emit h.doPause();
-    startTransfer(h, upload, bucket, key, path);
+    startTransfer(h, upload, sc.bucket, key, sc.path);
     const QString finishedName = upload ? "uploadFinished" : "downloadFinished";
     QVERIFY(h.waitFor(finishedName));
     QVERIFY(h.drain());
@@ -434,26 +471,20 @@ void TestZRV_S3Worker::transfer()
         QVERIFY2(seen.count("step") > 1, "a file this large takes several steps");
 
     const QVariantList opening = h.argsOf("transferProgress").first();
-    QCOMPARE(opening, (QVariantList{upload ? 0 : 1, bucket, key, 0, 0, 0}));
+    QCOMPARE(opening, (QVariantList{upload ? 0 : 1, sc.bucket, key, 0, 0, 0}));
     qlonglong last = 0;
     for (const QVariantList &s : steps(h)) {
-        QCOMPARE(s.mid(0, 4), (QVariantList{upload ? 0 : 1, bucket, key, size}));
+        QCOMPARE(s.mid(0, 4), (QVariantList{upload ? 0 : 1, sc.bucket, key, size}));
         QVERIFY(s.at(4).toLongLong() > last);
         last = s.at(4).toLongLong();
     }
     QCOMPARE(last, size);
-
+    QVERIFY(arrived(upload, sc));
     if (upload) {
         const QVariantList done = h.argsOf("uploadFinished").first();
         QCOMPARE(done.mid(0, 2), (QVariantList{key, size}));
-        QCOMPARE(unquoted(done.at(2).toString()), unquoted(m_probe->header(bucket, key, "ETag")));
-        const QByteArray storedType = m_probe->header(bucket, key, "Content-Type");
-        QCOMPARE(storedType, type.toLatin1());
-        QVERIFY(m_probe->get(bucket, key) == data);
-    } else {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QVERIFY(f.readAll() == data);
+        QCOMPARE(unquoted(done.at(2).toString()), unquoted(m_moto.objectHeader(sc.bucket, key, "ETag")));
+        QCOMPARE(m_moto.objectHeader(sc.bucket, key, "Content-Type"), type.toLatin1());
     }
 }
 
@@ -467,20 +498,11 @@ void TestZRV_S3Worker::pauseThenResume_data()
 void TestZRV_S3Worker::pauseThenResume()
 {
     QFETCH(bool, upload);
-    const QString bucket = freshBucket();
-    const QString key = QStringLiteral("resumed.bin");
-    const QByteArray data = patterned(severalSteps(upload));
-    const QString path = upload ? localFile("source", data) : m_dir.filePath(QStringLiteral("target-%1").arg(++m_files));
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, key, data));
+    const Scene sc = scene(upload, QStringLiteral("resumed.bin"), patterned(severalSteps(upload)));
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
-    h.sendWhenOpening(&S3WorkerHarness::doPause);
-    startTransfer(h, upload, bucket, key, path);
-    // Opening, first step, paused; drain() alone would be answered between two steps.
-    QVERIFY(h.waitFor("transferProgress", 3));
-    QVERIFY(h.drain());
+    QVERIFY(startPaused(h, upload, sc));
     QCOMPARE(tokens(h).join(' '), QStringLiteral("open step step"));
     const QList<QVariantList> paused = steps(h);
     QCOMPARE(paused.at(1).mid(0, 5), paused.at(0).mid(0, 5));
@@ -488,23 +510,17 @@ void TestZRV_S3Worker::pauseThenResume()
     if (upload)
         QCOMPARE(paused.at(0).at(5).toInt(), 0); // the pause got in before this one was sent
     const qlonglong pausedAt = paused.at(1).at(4).toLongLong();
-    QVERIFY(pausedAt > 0 && pausedAt < data.size());
+    QVERIFY(pausedAt > 0 && pausedAt < sc.data.size());
 
     h.clear();
-    startTransfer(h, upload, bucket, key, path);
+    startTransfer(h, upload, sc.bucket, sc.key, sc.path);
     QVERIFY(h.waitFor(upload ? "uploadFinished" : "downloadFinished"));
     const QStringList resumed = tokens(h);
     QVERIFY2(!resumed.contains("open"), qPrintable(resumed.join(',')));
     const QList<QVariantList> after = steps(h);
     QVERIFY(after.first().at(4).toLongLong() > pausedAt);
-    QCOMPARE(after.last().at(4).toLongLong(), qlonglong(data.size()));
-    if (upload) {
-        QVERIFY(m_probe->get(bucket, key) == data);
-    } else {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QVERIFY(f.readAll() == data);
-    }
+    QCOMPARE(after.last().at(4).toLongLong(), qlonglong(sc.data.size()));
+    QVERIFY(arrived(upload, sc));
 }
 
 void TestZRV_S3Worker::abortRunning_data()
@@ -520,37 +536,31 @@ void TestZRV_S3Worker::abortRunning()
 {
     QFETCH(bool, upload);
     QFETCH(QStringList, answers);
-    const QString bucket = freshBucket();
-    const QString key = QStringLiteral("aborted.bin");
-    const QByteArray data = patterned(severalSteps(upload));
+    Scene sc = scene(upload, QStringLiteral("aborted.bin"), patterned(severalSteps(upload)));
     const QByteArray old("what was there before");
-    const QString path = localFile("file", upload ? data : old);
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, key, data));
+    if (!upload) {
+        sc.path = localFile("file", old);
+        sc.data = old;
+    }
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
     h.sendWhenOpening(&S3WorkerHarness::doAbort);
-    startTransfer(h, upload, bucket, key, path);
+    startTransfer(h, upload, sc.bucket, sc.key, sc.path);
     QVERIFY(h.waitFor("transferProgress", 4));
     QVERIFY(h.drain());
     QCOMPARE(tokens(h).join(' '), answers.join(' '));
-
     if (upload) {
-        QCOMPARE(m_moto.openMultipartUploads(bucket), 0);
-        QVERIFY(!m_probe->exists(bucket, key));
+        QCOMPARE(m_moto.openMultipartUploads(sc.bucket), 0);
+        QVERIFY(!m_moto.hasObject(sc.bucket, sc.key));
     } else {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), old);
+        QVERIFY2(arrived(upload, sc), "the file that was there is untouched");
     }
 
     // The loop itself stopped the transfer, so the next one opens at zero again.
     h.clear();
-    const QString small = localFile("small", "tiny");
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, "small.bin", "tiny"));
-    startTransfer(h, upload, bucket, "small.bin", upload ? small : m_dir.filePath("small-target"));
+    const Scene small = scene(upload, QStringLiteral("small.bin"), "tiny");
+    startTransfer(h, upload, small.bucket, small.key, small.path);
     QVERIFY(h.waitFor(upload ? "uploadFinished" : "downloadFinished"));
     QCOMPARE(tokens(h).first(), QStringLiteral("open"));
 }
@@ -565,22 +575,13 @@ void TestZRV_S3Worker::abortWhilePaused_data()
 void TestZRV_S3Worker::abortWhilePaused()
 {
     QFETCH(bool, upload);
-    const QString bucket = freshBucket();
-    const QString key = QStringLiteral("dropped.bin");
-    const QByteArray data = patterned(severalSteps(upload));
-    const QString path = upload ? localFile("source", data) : m_dir.filePath(QStringLiteral("target-%1").arg(++m_files));
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, key, data));
+    const Scene sc = scene(upload, QStringLiteral("dropped.bin"), patterned(severalSteps(upload)));
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
-    h.sendWhenOpening(&S3WorkerHarness::doPause);
-    startTransfer(h, upload, bucket, key, path);
-    // Opening, first step, paused; drain() alone would be answered between two steps.
-    QVERIFY(h.waitFor("transferProgress", 3));
-    QVERIFY(h.drain());
+    QVERIFY(startPaused(h, upload, sc));
     if (upload)
-        QCOMPARE(m_moto.openMultipartUploads(bucket), 1);
+        QCOMPARE(m_moto.openMultipartUploads(sc.bucket), 1);
     const QStringList leftBeside = QDir(m_dir.path()).entryList(QDir::Files);
 
     h.clear();
@@ -590,24 +591,22 @@ void TestZRV_S3Worker::abortWhilePaused()
     // The library was told: the store holds no half upload, and a half download
     // leaves nothing of its own beside its target.
     if (upload)
-        QCOMPARE(m_moto.openMultipartUploads(bucket), 0);
+        QCOMPARE(m_moto.openMultipartUploads(sc.bucket), 0);
     else
         QVERIFY(QDir(m_dir.path()).entryList(QDir::Files).size() < leftBeside.size());
 
     // The active flag outlives the abort, so the next transfer goes without
     // its opening signal.
     h.clear();
-    startTransfer(h, upload, bucket, key, path);
+    startTransfer(h, upload, sc.bucket, sc.key, sc.path);
     QVERIFY(h.waitFor(upload ? "uploadFinished" : "downloadFinished"));
     QCOMPARE(tokens(h).first(), QStringLiteral("step"));
-    QCOMPARE(steps(h).last().at(4).toLongLong(), qlonglong(data.size()));
+    QCOMPARE(steps(h).last().at(4).toLongLong(), qlonglong(sc.data.size()));
 
     // The other direction was never active and still opens at zero.
     h.clear();
-    const QString small = localFile("small", "tiny");
-    if (upload)
-        QVERIFY(m_probe->put(bucket, "other.bin", "tiny"));
-    startTransfer(h, !upload, bucket, "other.bin", upload ? m_dir.filePath("other-target") : small);
+    const Scene other = scene(!upload, QStringLiteral("other.bin"), "tiny");
+    startTransfer(h, !upload, other.bucket, other.key, other.path);
     QVERIFY(h.waitFor(upload ? "downloadFinished" : "uploadFinished"));
     QCOMPARE(tokens(h).first(), QStringLiteral("open"));
 }
@@ -624,27 +623,16 @@ void TestZRV_S3Worker::finishAndAbortInOneStep()
 {
     QFETCH(bool, upload);
     QFETCH(QStringList, answers);
-    const QString bucket = freshBucket();
-    const QString key = QStringLiteral("one-step.txt");
-    const QByteArray data("fits in a single part");
-    const QString path = upload ? localFile("source", data) : m_dir.filePath(QStringLiteral("target-%1").arg(++m_files));
-    if (!upload)
-        QVERIFY(m_probe->put(bucket, key, data));
+    const Scene sc = scene(upload, QStringLiteral("one-step.txt"), "fits in a single part");
     S3WorkerHarness h;
     QVERIFY(setUp(h));
 
     h.sendWhenOpening(&S3WorkerHarness::doAbort);
-    startTransfer(h, upload, bucket, key, path);
+    startTransfer(h, upload, sc.bucket, sc.key, sc.path);
     QVERIFY(h.waitFor(answers.last()));
     QVERIFY(h.drain());
     QCOMPARE(tokens(h).join(' '), answers.join(' '));
-    if (upload) {
-        QCOMPARE(m_probe->get(bucket, key), data);
-    } else {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), data);
-    }
+    QVERIFY(arrived(upload, sc));
 }
 
 void TestZRV_S3Worker::failingStep_data()
@@ -671,8 +659,8 @@ void TestZRV_S3Worker::failingStep()
 
     // A failed transfer is over: the next one opens at zero.
     h.clear();
-    QVERIFY(m_probe->put(bucket, "there.bin", "tiny"));
-    startTransfer(h, upload, bucket, "there.bin", upload ? localFile("small", "tiny") : m_dir.filePath("there"));
+    const Scene there = scene(upload, QStringLiteral("there.bin"), "tiny");
+    startTransfer(h, upload, there.bucket, there.key, there.path);
     QVERIFY(h.waitFor(doneName));
     QCOMPARE(tokens(h), (QStringList{"open", "step", doneName}));
 }
