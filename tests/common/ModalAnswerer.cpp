@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QEvent>
 
 ModalAnswerer::ModalAnswerer(QObject *parent) : QObject(parent)
 {
@@ -50,9 +51,21 @@ void ModalAnswerer::disarm()
     m_poll.stop();
 }
 
+bool ModalAnswerer::eventFilter(QObject *watched, QEvent *event)
+{
+    // Once hidden, the same dialog shown again is a new question.
+    if (watched == m_current && event->type() == QEvent::Hide)
+        m_current = nullptr;
+    return QObject::eventFilter(watched, event);
+}
+
 void ModalAnswerer::closeWidget(QWidget *modal)
 {
-    if (auto *dialog = qobject_cast<QDialog *>(modal))
+    // As a user's Escape would: a message box's escape button, else reject.
+    auto *box = qobject_cast<QMessageBox *>(modal);
+    if (box && box->escapeButton())
+        box->escapeButton()->click();
+    else if (auto *dialog = qobject_cast<QDialog *>(modal))
         dialog->reject();
     else
         modal->close();
@@ -72,6 +85,7 @@ void ModalAnswerer::poll()
     if (!modal || modal == m_current || !modal->isVisible())
         return;
     m_current = modal;
+    modal->installEventFilter(this);
     answer(modal);
 }
 

@@ -16,7 +16,8 @@ class QWidget;
 // Answers the modal dialogs and message boxes that code under test opens
 // while a test sits in a blocking exec(). Arm it before the blocking call,
 // assert on what it saw after the call returns. It never leaves a dialog
-// open past its bound: an unexpected or late dialog is rejected and noted.
+// open past its bound: an unexpected or late dialog is closed as Escape would
+// close it (a message box's escape button, else reject) and noted.
 class ModalAnswerer : public QObject {
     Q_OBJECT
 
@@ -48,6 +49,9 @@ public:
     QList<Seen> seen() const { return m_seen; }
     int pendingAnswers() const { return m_answers.size(); }
     bool gaveUp() const { return m_gaveUp; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     struct Answer {
