@@ -172,6 +172,12 @@ void MultipartUpload::startPart(int index)
 
 void MultipartUpload::topUp()
 {
+    // Parts of two versions of a file would make an object that never existed.
+    const QFileInfo now(m_path);
+    if (now.size() != m_size || now.lastModified().toMSecsSinceEpoch() != m_mtime) {
+        abort();
+        throw localFailure(m_path, QStringLiteral("the file changed while it was being uploaded"));
+    }
     for (int i = 0; i < m_etags.size() && m_inFlight.size() < kInFlight; ++i) {
         if (m_etags.at(i).isEmpty() && !m_inFlight.contains(i))
             startPart(i);

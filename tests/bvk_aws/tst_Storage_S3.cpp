@@ -75,6 +75,7 @@ private slots:
     void roundTrip();
     void resumeWithNewObject();
     void abortUploadLeavesNothingOnStore();
+    void sourceChangedBetweenSteps();
     void abortedOrFailedDownloadKeepsOldFile_data();
     void abortedOrFailedDownloadKeepsOldFile();
 
@@ -417,6 +418,22 @@ void TestStorage_S3::abortUploadLeavesNothingOnStore()
         QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
         QCOMPARE(m_moto.request("HEAD", "/store/aborted.bin"), 404);
     }
+}
+
+void TestStorage_S3::sourceChangedBetweenSteps()
+{
+    const QString source = local("changing-up");
+    QVERIFY(writeAll(source, randomBytes(12 * kMiB)));
+    std::unique_ptr<Storage_S3> s3(client());
+    QVERIFY(!s3->UploadObjectMultipart(kBucket, "changing.bin", source, "text/plain").finished);
+    QFile f(source);
+    QVERIFY(f.open(QIODevice::Append) && f.write("more") == 4);
+    f.close();
+    const QAWSException ex = thrown([&] { s3->UploadObjectMultipart(kBucket, "changing.bin", source, "text/plain"); });
+    QCOMPARE(ex.name, QStringLiteral("LocalFileError"));
+    QVERIFY2(ex.message.contains("changed while it was being uploaded"), qPrintable(ex.message));
+    QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
+    QVERIFY(!m_moto.hasObject(kBucket, "changing.bin"));
 }
 
 void TestStorage_S3::abortedOrFailedDownloadKeepsOldFile_data()
