@@ -24,6 +24,15 @@ int findById(const QJsonArray &list, int id)
     return -1;
 }
 
+// Writes the 403 for everyone else.
+bool mayChangeBanlist(const SimState &s, const QString &accountId, httplib::Response &res, const QString &source)
+{
+    if (s.hasRole(accountId, administrator))
+        return true;
+    SimHttp::error(res, 403, QStringLiteral("Only administrators may change the ban list"), source);
+    return false;
+}
+
 } // namespace
 
 SimAssetService::SimAssetService(const SimOptions &options, SimStateStore &store)
@@ -35,40 +44,29 @@ SimAssetService::SimAssetService(const SimOptions &options, SimStateStore &store
 void SimAssetService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.serviceBase;
-    using namespace std::placeholders;
-    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset"), httplib::Server::Handler(std::bind(&SimAssetService::assetAdd, this, _1, _2)));
-    server.Delete(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset/([^/]+)"), httplib::Server::Handler(std::bind(&SimAssetService::assetDelete, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistGet, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistPost, this, _1, _2)));
-    server.Delete(SimHttp::route(base, "/zrv/svc/banlist"), httplib::Server::Handler(std::bind(&SimAssetService::banlistDelete, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundleGet, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundlePost, this, _1, _2)));
-    server.Delete(SimHttp::route(base, "/zrv/svc/assetbundle"), httplib::Server::Handler(std::bind(&SimAssetService::bundleDelete, this, _1, _2)));
+    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset"), SimHttp::handler(this, &SimAssetService::assetAdd));
+    server.Delete(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset/([^/]+)"), SimHttp::handler(this, &SimAssetService::assetDelete));
+    server.Get(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistGet));
+    server.Post(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistPost));
+    server.Delete(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistDelete));
+    server.Get(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleGet));
+    server.Post(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundlePost));
+    server.Delete(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleDelete));
 }
 
 void SimAssetService::assetAdd(const httplib::Request &req, httplib::Response &res)
 {
     const QString source = SimMainService::source();
-    const QString accountId = m_store.authorise(req, res, source);
+    QJsonObject asset;
+    const QString accountId = m_store.authoriseWithBody(req, res, source, &asset);
     if (accountId.isEmpty())
         return;
-    QJsonObject asset;
-    if (!SimHttp::bodyObject(req, &asset)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
-        return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+    const qint64 key = m_store.changeableMeeting(req, res, source, accountId);
+    if (key < 0)
         return;
-    }
     const QJsonObject meeting = s.meetings.value(key);
-    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
-        return;
-    }
     QJsonObject &info = s.liveFor(meeting);
     QJsonArray assets = info.value(QStringLiteral("assets")).toArray();
     int id = asset.value(QStringLiteral("Id")).toInt();
@@ -122,16 +120,10 @@ void SimAssetService::assetDelete(const httplib::Request &req, httplib::Response
     }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+    const qint64 key = m_store.changeableMeeting(req, res, source, accountId);
+    if (key < 0)
         return;
-    }
     const QJsonObject meeting = s.meetings.value(key);
-    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
-        return;
-    }
     QJsonObject &info = s.liveFor(meeting);
     QJsonArray assets = info.value(QStringLiteral("assets")).toArray();
     const int index = findById(assets, id);
@@ -160,24 +152,18 @@ void SimAssetService::banlistGet(const httplib::Request &req, httplib::Response 
 void SimAssetService::banlistPost(const httplib::Request &req, httplib::Response &res)
 {
     const QString source = SimMainService::source();
-    const QString accountId = m_store.authorise(req, res, source);
+    QJsonObject entry;
+    const QString accountId = m_store.authoriseWithBody(req, res, source, &entry);
     if (accountId.isEmpty())
         return;
-    QJsonObject entry;
-    if (!SimHttp::bodyObject(req, &entry)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
-        return;
-    }
     if (entry.value(QStringLiteral("Filename")).toString().isEmpty() || entry.value(QStringLiteral("Checksum")).toString().isEmpty()) {
         SimHttp::error(res, 400, QStringLiteral("A ban list entry needs a Filename and a Checksum"), source);
         return;
     }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    if (!s.hasRole(accountId, administrator)) {
-        SimHttp::error(res, 403, QStringLiteral("Only administrators may change the ban list"), source);
+    if (!mayChangeBanlist(s, accountId, res, source))
         return;
-    }
     int id = entry.value(QStringLiteral("Id")).toInt();
     if (id <= 0 || !s.banlist.contains(id))
         id = s.nextBanId++;
@@ -203,10 +189,8 @@ void SimAssetService::banlistDelete(const httplib::Request &req, httplib::Respon
     }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    if (!s.hasRole(accountId, administrator)) {
-        SimHttp::error(res, 403, QStringLiteral("Only administrators may change the ban list"), source);
+    if (!mayChangeBanlist(s, accountId, res, source))
         return;
-    }
     if (!s.banlist.remove(id)) {
         SimHttp::error(res, 404, QStringLiteral("Ban list entry %1 not found").arg(id), source);
         return;
@@ -242,14 +226,10 @@ void SimAssetService::bundleGet(const httplib::Request &req, httplib::Response &
 void SimAssetService::bundlePost(const httplib::Request &req, httplib::Response &res)
 {
     const QString source = SimMainService::source();
-    const QString accountId = m_store.authorise(req, res, source);
+    QJsonObject bundle;
+    const QString accountId = m_store.authoriseWithBody(req, res, source, &bundle);
     if (accountId.isEmpty())
         return;
-    QJsonObject bundle;
-    if (!SimHttp::bodyObject(req, &bundle)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
-        return;
-    }
     const QString name = bundle.value(QStringLiteral("Name")).toString();
     const QString stem = bundle.value(QStringLiteral("StgRelPath")).toString();
     if (name.isEmpty() || stem.isEmpty()) {

@@ -21,6 +21,15 @@ QString groupId(const QString &seed)
     return QUuid::createUuidV5(QUuid(), seed).toString(QUuid::WithoutBraces);
 }
 
+// Every console call names the one realm, as "client" or "realm"; writes the 400 for any other.
+bool isOurRealm(const QString &name, httplib::Response &res, const QString &message)
+{
+    if (name == QLatin1String("BVK"))
+        return true;
+    SimHttp::error(res, 400, message, source);
+    return false;
+}
+
 } // namespace
 
 SimAuthService::SimAuthService(const SimOptions &options, SimStateStore &store)
@@ -32,13 +41,12 @@ SimAuthService::SimAuthService(const SimOptions &options, SimStateStore &store)
 void SimAuthService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.authBase;
-    using namespace std::placeholders;
-    server.Post(SimHttp::route(base, "/auth/login"), httplib::Server::Handler(std::bind(&SimAuthService::login, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/auth/refreshtoken"), httplib::Server::Handler(std::bind(&SimAuthService::refresh, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/auth/logout"), httplib::Server::Handler(std::bind(&SimAuthService::logout, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/auth/user"), httplib::Server::Handler(std::bind(&SimAuthService::user, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/auth/groups"), httplib::Server::Handler(std::bind(&SimAuthService::groups, this, _1, _2)));
-    server.Patch(SimHttp::route(base, "/auth/user/([^/]+)/pwdreset"), httplib::Server::Handler(std::bind(&SimAuthService::passwordReset, this, _1, _2)));
+    server.Post(SimHttp::route(base, "/auth/login"), SimHttp::handler(this, &SimAuthService::login));
+    server.Post(SimHttp::route(base, "/auth/refreshtoken"), SimHttp::handler(this, &SimAuthService::refresh));
+    server.Post(SimHttp::route(base, "/auth/logout"), SimHttp::handler(this, &SimAuthService::logout));
+    server.Get(SimHttp::route(base, "/auth/user"), SimHttp::handler(this, &SimAuthService::user));
+    server.Get(SimHttp::route(base, "/auth/groups"), SimHttp::handler(this, &SimAuthService::groups));
+    server.Patch(SimHttp::route(base, "/auth/user/([^/]+)/pwdreset"), SimHttp::handler(this, &SimAuthService::passwordReset));
 }
 
 QJsonObject SimAuthService::issueTokens(SimState &s, const QString &accountId)
@@ -72,10 +80,8 @@ void SimAuthService::login(const httplib::Request &req, httplib::Response &res)
     const QString client = SimHttp::param(req, "client");
     const QString username = SimHttp::param(req, "username");
     const QString password = SimHttp::param(req, "password");
-    if (client != QLatin1String("BVK")) {
-        SimHttp::error(res, 400, QStringLiteral("unknown client '%1'").arg(client), source);
+    if (!isOurRealm(client, res, QStringLiteral("unknown client '%1'").arg(client)))
         return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
     const QString accountId = s.accountIdByLogin(username);
@@ -92,10 +98,8 @@ void SimAuthService::refresh(const httplib::Request &req, httplib::Response &res
 {
     const QString realm = SimHttp::param(req, "realm");
     const QString token = SimHttp::param(req, "token");
-    if (realm != QLatin1String("BVK")) {
-        SimHttp::error(res, 400, QStringLiteral("unknown realm '%1'").arg(realm), source);
+    if (!isOurRealm(realm, res, QStringLiteral("unknown realm '%1'").arg(realm)))
         return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
     const auto it = s.refreshTokens.constFind(token);
@@ -148,10 +152,8 @@ void SimAuthService::groups(const httplib::Request &req, httplib::Response &res)
     const QString accountId = m_store.authorise(req, res, source);
     if (accountId.isEmpty())
         return;
-    if (SimHttp::param(req, "realm") != QLatin1String("BVK")) {
-        SimHttp::error(res, 400, QStringLiteral("unknown realm"), source);
+    if (!isOurRealm(SimHttp::param(req, "realm"), res, QStringLiteral("unknown realm")))
         return;
-    }
     const QString prefix = SimHttp::param(req, "prefix");
     std::lock_guard<std::mutex> lock(m_store.mutex());
     const QJsonObject a = m_store.state().accounts.value(accountId);
@@ -192,10 +194,8 @@ void SimAuthService::passwordReset(const httplib::Request &req, httplib::Respons
     const QString username = SimHttp::param(req, "username");
     const QString password = SimHttp::param(req, "password");
     const QString passwordOld = SimHttp::param(req, "passwordold");
-    if (SimHttp::param(req, "client") != QLatin1String("BVK")) {
-        SimHttp::error(res, 400, QStringLiteral("unknown client"), source);
+    if (!isOurRealm(SimHttp::param(req, "client"), res, QStringLiteral("unknown client")))
         return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
     if (!s.accounts.contains(id)) {

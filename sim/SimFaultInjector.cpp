@@ -32,14 +32,13 @@ SimFaultInjector::SimFaultInjector(const SimOptions &options)
 
 void SimFaultInjector::install(httplib::Server &server)
 {
-    using namespace std::placeholders;
     server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
         return preRouting(req, res) ? httplib::Server::HandlerResponse::Handled : httplib::Server::HandlerResponse::Unhandled;
     });
-    server.set_post_routing_handler(std::bind(&SimFaultInjector::postRouting, this, _1, _2));
-    server.Post("/_sim/fault", httplib::Server::Handler(std::bind(&SimFaultInjector::addFault, this, _1, _2)));
-    server.Get("/_sim/faults", httplib::Server::Handler(std::bind(&SimFaultInjector::listFaults, this, _1, _2)));
-    server.Delete("/_sim/fault", httplib::Server::Handler(std::bind(&SimFaultInjector::clearFaults, this, _1, _2)));
+    server.set_post_routing_handler(SimHttp::handler(this, &SimFaultInjector::postRouting));
+    server.Post("/_sim/fault", SimHttp::handler(this, &SimFaultInjector::addFault));
+    server.Get("/_sim/faults", SimHttp::handler(this, &SimFaultInjector::listFaults));
+    server.Delete("/_sim/fault", SimHttp::handler(this, &SimFaultInjector::clearFaults));
 }
 
 void SimFaultInjector::clear()

@@ -5,6 +5,7 @@
 #include <QJsonValue>
 #include <QString>
 
+#include <functional>
 #include <string>
 
 namespace httplib {
@@ -32,6 +33,13 @@ public:
 
     // Route pattern: base path (escaped) followed by a regex tail.
     static std::string route(const QString &base, const char *tail);
+    // A service's member function as a route handler.
+    template<class Service>
+    static std::function<void(const httplib::Request &, httplib::Response &)>
+    handler(Service *service, void (Service::*method)(const httplib::Request &, httplib::Response &))
+    {
+        return [service, method](const httplib::Request &req, httplib::Response &res) { (service->*method)(req, res); };
+    }
 
     static QString isoToday();
     // UTC in the text form that QDateTime::fromString(..., Qt::TextDate) reads back.

@@ -82,19 +82,18 @@ bool SimMainService::prepare(QString *error)
 void SimMainService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.serviceBase;
-    using namespace std::placeholders;
-    server.Get(SimHttp::route(base, "/zrv/svc/meetings"), httplib::Server::Handler(std::bind(&SimMainService::meetings, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/status"), httplib::Server::Handler(std::bind(&SimMainService::status, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/versions"), httplib::Server::Handler(std::bind(&SimMainService::versions, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/update"), httplib::Server::Handler(std::bind(&SimMainService::update, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/download/([^/]+)"), httplib::Server::Handler(std::bind(&SimMainService::download, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), httplib::Server::Handler(std::bind(&SimMainService::info, this, _1, _2)));
-    server.Put(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), httplib::Server::Handler(std::bind(&SimMainService::infoUpdate, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/command"), httplib::Server::Handler(std::bind(&SimMainService::command, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/logfile"), httplib::Server::Handler(std::bind(&SimMainService::serviceLog, this, _1, _2)));
-    server.Get(SimHttp::route(base, "/zrv/svc/s3/token"), httplib::Server::Handler(std::bind(&SimMainService::s3Token, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/meetings"), SimHttp::handler(this, &SimMainService::meetings));
+    server.Get(SimHttp::route(base, "/zrv/svc/status"), SimHttp::handler(this, &SimMainService::status));
+    server.Get(SimHttp::route(base, "/zrv/svc/versions"), SimHttp::handler(this, &SimMainService::versions));
+    server.Get(SimHttp::route(base, "/zrv/svc/update"), SimHttp::handler(this, &SimMainService::update));
+    server.Get(SimHttp::route(base, "/zrv/svc/download/([^/]+)"), SimHttp::handler(this, &SimMainService::download));
+    server.Get(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::info));
+    server.Put(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::infoUpdate));
+    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/command"), SimHttp::handler(this, &SimMainService::command));
+    server.Get(SimHttp::route(base, "/zrv/svc/logfile"), SimHttp::handler(this, &SimMainService::serviceLog));
+    server.Get(SimHttp::route(base, "/zrv/svc/s3/token"), SimHttp::handler(this, &SimMainService::s3Token));
     // After the fixed paths, so that "s3" or "meeting" never read as a meeting id.
-    server.Get(SimHttp::route(base, "/zrv/svc/([^/]+)/logfile"), httplib::Server::Handler(std::bind(&SimMainService::meetingLog, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/zrv/svc/([^/]+)/logfile"), SimHttp::handler(this, &SimMainService::meetingLog));
 }
 
 void SimMainService::meetings(const httplib::Request &req, httplib::Response &res)
@@ -175,26 +174,16 @@ void SimMainService::info(const httplib::Request &req, httplib::Response &res)
 
 void SimMainService::infoUpdate(const httplib::Request &req, httplib::Response &res)
 {
-    const QString accountId = m_store.authorise(req, res, source());
+    QJsonObject body;
+    const QString accountId = m_store.authoriseWithBody(req, res, source(), &body);
     if (accountId.isEmpty())
         return;
-    QJsonObject body;
-    if (!SimHttp::bodyObject(req, &body)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source());
-        return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+    const qint64 key = m_store.changeableMeeting(req, res, source(), accountId);
+    if (key < 0)
         return;
-    }
     const QJsonObject meeting = s.meetings.value(key);
-    if (meeting.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source());
-        return;
-    }
     QJsonObject &info = s.liveFor(meeting);
     for (const char *key : {"voiceMode", "voiceMode3D", "chatMode", "assets", "assetBundles", "spawnPoints"}) {
         const QString k = QLatin1String(key);
@@ -210,23 +199,17 @@ void SimMainService::infoUpdate(const httplib::Request &req, httplib::Response &
 
 void SimMainService::command(const httplib::Request &req, httplib::Response &res)
 {
-    const QString accountId = m_store.authorise(req, res, source());
+    QJsonObject body;
+    const QString accountId = m_store.authoriseWithBody(req, res, source(), &body);
     if (accountId.isEmpty())
         return;
-    QJsonObject body;
-    if (!SimHttp::bodyObject(req, &body)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source());
-        return;
-    }
     const QString name = body.value(QStringLiteral("command")).toString();
     const QJsonArray params = body.value(QStringLiteral("params")).toArray();
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+    const qint64 key = m_store.routeMeeting(req, res, source());
+    if (key < 0)
         return;
-    }
     const QString meetingId = s.meetings.value(key).value(QStringLiteral("meetingId")).toString();
     if (!s.isActive(key)) {
         SimHttp::error(res, 409, QStringLiteral("Meeting %1 is not running").arg(meetingId), source());
@@ -278,43 +261,38 @@ void SimMainService::command(const httplib::Request &req, httplib::Response &res
     SimHttp::json(res, reply);
 }
 
-int SimMainService::logCount(const httplib::Request &req)
+int SimMainService::authorisedLogCount(const httplib::Request &req, httplib::Response &res)
 {
+    if (m_store.authorise(req, res, source()).isEmpty())
+        return -1;
     if (!SimHttp::hasParam(req, "count"))
         return 100;
     bool ok = false;
     const int count = SimHttp::param(req, "count").toInt(&ok);
-    return ok ? count : -1;
+    if (!ok || count < 0) {
+        SimHttp::error(res, 400, QStringLiteral("count must be a number of lines"), source());
+        return -1;
+    }
+    return count;
 }
 
 void SimMainService::meetingLog(const httplib::Request &req, httplib::Response &res)
 {
-    if (m_store.authorise(req, res, source()).isEmpty())
+    const int count = authorisedLogCount(req, res);
+    if (count < 0)
         return;
-    const int count = logCount(req);
-    if (count < 0) {
-        SimHttp::error(res, 400, QStringLiteral("count must be a number of lines"), source());
-        return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     const SimState &s = m_store.state();
-    const QString meetingId = SimHttp::capture(req, 1).toLower();
-    if (s.meetingKey(meetingId) < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source());
+    if (m_store.routeMeeting(req, res, source()) < 0)
         return;
-    }
-    SimHttp::text(res, SimState::tail(s.meetingLogs.value(meetingId), count));
+    SimHttp::text(res, SimState::tail(s.meetingLogs.value(SimHttp::capture(req, 1).toLower()), count));
 }
 
 void SimMainService::serviceLog(const httplib::Request &req, httplib::Response &res)
 {
-    if (m_store.authorise(req, res, source()).isEmpty())
+    const int count = authorisedLogCount(req, res);
+    if (count < 0)
         return;
-    const int count = logCount(req);
-    if (count < 0) {
-        SimHttp::error(res, 400, QStringLiteral("count must be a number of lines"), source());
-        return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimHttp::text(res, SimState::tail(m_store.state().serviceLog, count));
 }

@@ -36,7 +36,9 @@ private:
     void serviceLog(const httplib::Request &req, httplib::Response &res);
     void s3Token(const httplib::Request &req, httplib::Response &res);
 
-    static int logCount(const httplib::Request &req);
+    // Lines a log route asks for (100 by default); on a refused token or a bad count
+    // writes the reply and returns -1.
+    int authorisedLogCount(const httplib::Request &req, httplib::Response &res);
 
     const SimOptions &m_options;
     SimStateStore &m_store;

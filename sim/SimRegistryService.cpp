@@ -46,11 +46,10 @@ SimRegistryService::SimRegistryService(const SimOptions &options, SimStateStore 
 void SimRegistryService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.meetingBase;
-    using namespace std::placeholders;
-    server.Get(SimHttp::route(base, "/meetings"), httplib::Server::Handler(std::bind(&SimRegistryService::list, this, _1, _2)));
-    server.Post(SimHttp::route(base, "/meetings"), httplib::Server::Handler(std::bind(&SimRegistryService::create, this, _1, _2)));
-    server.Patch(SimHttp::route(base, "/meetings/([^/]+)"), httplib::Server::Handler(std::bind(&SimRegistryService::update, this, _1, _2)));
-    server.Delete(SimHttp::route(base, "/meetings/([^/]+)"), httplib::Server::Handler(std::bind(&SimRegistryService::remove, this, _1, _2)));
+    server.Get(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::list));
+    server.Post(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::create));
+    server.Patch(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::update));
+    server.Delete(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::remove));
 }
 
 void SimRegistryService::list(const httplib::Request &req, httplib::Response &res)
@@ -77,14 +76,10 @@ void SimRegistryService::list(const httplib::Request &req, httplib::Response &re
 
 void SimRegistryService::create(const httplib::Request &req, httplib::Response &res)
 {
-    const QString accountId = m_store.authorise(req, res, source);
+    QJsonObject body;
+    const QString accountId = m_store.authoriseWithBody(req, res, source, &body);
     if (accountId.isEmpty())
         return;
-    QJsonObject body;
-    if (!SimHttp::bodyObject(req, &body)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
-        return;
-    }
     if (body.value(QStringLiteral("title")).toString().trimmed().isEmpty()) {
         SimHttp::error(res, 400, QStringLiteral("A meeting needs a title"), source);
         return;
@@ -121,26 +116,16 @@ void SimRegistryService::create(const httplib::Request &req, httplib::Response &
 
 void SimRegistryService::update(const httplib::Request &req, httplib::Response &res)
 {
-    const QString accountId = m_store.authorise(req, res, source);
+    QJsonObject body;
+    const QString accountId = m_store.authoriseWithBody(req, res, source, &body);
     if (accountId.isEmpty())
         return;
-    QJsonObject body;
-    if (!SimHttp::bodyObject(req, &body)) {
-        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
-        return;
-    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+    const qint64 key = m_store.changeableMeeting(req, res, source, accountId);
+    if (key < 0)
         return;
-    }
     QJsonObject m = s.meetings.value(key);
-    if (m.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
-        return;
-    }
     const bool wasActive = s.isActive(key);
     for (const QString &k : writableKeys) {
         if (body.contains(k))
@@ -188,16 +173,10 @@ void SimRegistryService::remove(const httplib::Request &req, httplib::Response &
         return;
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = s.meetingKey(SimHttp::capture(req, 1));
-    if (key < 0) {
-        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+    const qint64 key = m_store.changeableMeeting(req, res, source, accountId);
+    if (key < 0)
         return;
-    }
     const QJsonObject m = s.meetings.value(key);
-    if (m.value(QStringLiteral("creatorId")).toString() != accountId && !s.mayChangeAny(accountId)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
-        return;
-    }
     const QString meetingId = m.value(QStringLiteral("meetingId")).toString();
     s.meetings.remove(key);
     s.live.remove(meetingId.toLower());

@@ -39,13 +39,12 @@ bool SimServer::prepare(QString *error)
     m_registry.registerRoutes(*m_server);
     m_main.registerRoutes(*m_server);
     m_assets.registerRoutes(*m_server);
-    using namespace std::placeholders;
-    m_server->Get("/_sim/health", httplib::Server::Handler(std::bind(&SimServer::health, this, _1, _2)));
-    m_server->Post("/_sim/reset", httplib::Server::Handler(std::bind(&SimServer::reset, this, _1, _2)));
-    m_server->Post("/_sim/save", httplib::Server::Handler(std::bind(&SimServer::save, this, _1, _2)));
-    m_server->Get("/_sim/state", httplib::Server::Handler(std::bind(&SimServer::dump, this, _1, _2)));
-    m_server->Post("/_sim/tick", httplib::Server::Handler(std::bind(&SimServer::tick, this, _1, _2)));
-    m_server->set_logger(std::bind(&SimServer::logRequest, this, _1, _2));
+    m_server->Get("/_sim/health", SimHttp::handler(this, &SimServer::health));
+    m_server->Post("/_sim/reset", SimHttp::handler(this, &SimServer::reset));
+    m_server->Post("/_sim/save", SimHttp::handler(this, &SimServer::save));
+    m_server->Get("/_sim/state", SimHttp::handler(this, &SimServer::dump));
+    m_server->Post("/_sim/tick", SimHttp::handler(this, &SimServer::tick));
+    m_server->set_logger([this](const httplib::Request &req, const httplib::Response &res) { logRequest(req, res); });
     errno = 0;
     if (m_options.port == 0)
         m_port = m_server->bind_to_any_port("127.0.0.1");

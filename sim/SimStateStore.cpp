@@ -84,3 +84,38 @@ QString SimStateStore::authorise(const httplib::Request &req, httplib::Response 
     }
     return it->accountId;
 }
+
+QString SimStateStore::authoriseWithBody(const httplib::Request &req, httplib::Response &res, const QString &source,
+                                         QJsonObject *body)
+{
+    const QString accountId = authorise(req, res, source);
+    if (accountId.isEmpty())
+        return QString();
+    if (!SimHttp::bodyObject(req, body)) {
+        SimHttp::error(res, 400, QStringLiteral("Request body is not a JSON object"), source);
+        return QString();
+    }
+    return accountId;
+}
+
+qint64 SimStateStore::routeMeeting(const httplib::Request &req, httplib::Response &res, const QString &source)
+{
+    const qint64 key = m_state.meetingKey(SimHttp::capture(req, 1));
+    if (key < 0)
+        SimHttp::error(res, 404, QStringLiteral("Meeting not found"), source);
+    return key;
+}
+
+qint64 SimStateStore::changeableMeeting(const httplib::Request &req, httplib::Response &res, const QString &source,
+                                        const QString &accountId)
+{
+    const qint64 key = routeMeeting(req, res, source);
+    if (key < 0)
+        return -1;
+    if (m_state.meetings.value(key).value(QStringLiteral("creatorId")).toString() != accountId
+        && !m_state.mayChangeAny(accountId)) {
+        SimHttp::error(res, 403, QStringLiteral("Not allowed to modify meeting"), source);
+        return -1;
+    }
+    return key;
+}

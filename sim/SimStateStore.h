@@ -27,6 +27,16 @@ public:
 
     // Account id of the request's bearer token; on failure writes a 401 and returns empty.
     QString authorise(const httplib::Request &req, httplib::Response &res, const QString &source);
+    // authorise() plus a body that must be one JSON object (400 otherwise); empty on failure.
+    QString authoriseWithBody(const httplib::Request &req, httplib::Response &res, const QString &source,
+                              QJsonObject *body);
+
+    // Only with mutex() held. Registry key of the meeting whose id the route captured first;
+    // on failure writes a 404 and returns -1.
+    qint64 routeMeeting(const httplib::Request &req, httplib::Response &res, const QString &source);
+    // routeMeeting(), and only its creator or someone who may change any meeting gets it (403 otherwise).
+    qint64 changeableMeeting(const httplib::Request &req, httplib::Response &res, const QString &source,
+                             const QString &accountId);
 
 private:
     const SimOptions &m_options;
