@@ -35,12 +35,6 @@ bool mayChangeBanlist(const SimState &s, const QString &accountId, httplib::Resp
 
 } // namespace
 
-SimAssetService::SimAssetService(const SimOptions &options, SimStateStore &store)
-    : m_options(options)
-    , m_store(store)
-{
-}
-
 void SimAssetService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.serviceBase;

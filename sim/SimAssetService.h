@@ -1,19 +1,12 @@
 #pragma once
 
-#include "SimOptions.h"
-#include "SimStateStore.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}
+#include "SimService.h"
 
 // The main service's catalogue side: assets of a meeting, the ban list and asset bundles.
-class SimAssetService
+class SimAssetService : public SimService
 {
 public:
-    SimAssetService(const SimOptions &options, SimStateStore &store);
+    using SimService::SimService;
     void registerRoutes(httplib::Server &server);
 
     static constexpr int placeholderBase = 22000;
@@ -28,7 +21,4 @@ private:
     void bundleGet(const httplib::Request &req, httplib::Response &res);
     void bundlePost(const httplib::Request &req, httplib::Response &res);
     void bundleDelete(const httplib::Request &req, httplib::Response &res);
-
-    const SimOptions &m_options;
-    SimStateStore &m_store;
 };

@@ -32,12 +32,6 @@ bool isOurRealm(const QString &name, httplib::Response &res, const QString &mess
 
 } // namespace
 
-SimAuthService::SimAuthService(const SimOptions &options, SimStateStore &store)
-    : m_options(options)
-    , m_store(store)
-{
-}
-
 void SimAuthService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.authBase;

@@ -1,19 +1,12 @@
 #pragma once
 
-#include "SimOptions.h"
-#include "SimStateStore.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}
+#include "SimService.h"
 
 // The authentication service: form in, JSON out, under "<auth-base>/auth".
-class SimAuthService
+class SimAuthService : public SimService
 {
 public:
-    SimAuthService(const SimOptions &options, SimStateStore &store);
+    using SimService::SimService;
     void registerRoutes(httplib::Server &server);
 
 private:
@@ -26,7 +19,4 @@ private:
 
     // New token pair for an account; the caller holds the lock.
     QJsonObject issueTokens(SimState &s, const QString &accountId);
-
-    const SimOptions &m_options;
-    SimStateStore &m_store;
 };

@@ -51,12 +51,6 @@ QJsonArray mergedClients(const QJsonArray &current, const QJsonArray &sent)
 
 } // namespace
 
-SimMainService::SimMainService(const SimOptions &options, SimStateStore &store)
-    : m_options(options)
-    , m_store(store)
-{
-}
-
 QString SimMainService::source()
 {
     return QStringLiteral("zrv-service");

@@ -1,22 +1,15 @@
 #pragma once
 
-#include "SimOptions.h"
-#include "SimStateStore.h"
+#include "SimService.h"
 
 #include <QByteArray>
 
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}
-
 // The main service's running-meeting side under "<service-base>/zrv/svc": live records,
 // commands, logs, status, versions with the console installer, temporary storage keys.
-class SimMainService
+class SimMainService : public SimService
 {
 public:
-    SimMainService(const SimOptions &options, SimStateStore &store);
+    using SimService::SimService;
     // False with *error when --console-update-file cannot be read.
     bool prepare(QString *error);
     void registerRoutes(httplib::Server &server);
@@ -40,8 +33,6 @@ private:
     // writes the reply and returns -1.
     int authorisedLogCount(const httplib::Request &req, httplib::Response &res);
 
-    const SimOptions &m_options;
-    SimStateStore &m_store;
     QString m_installerName;
     QByteArray m_installer;
 };

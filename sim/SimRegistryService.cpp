@@ -37,12 +37,6 @@ QString newMeetingId(const SimState &s)
 
 } // namespace
 
-SimRegistryService::SimRegistryService(const SimOptions &options, SimStateStore &store)
-    : m_options(options)
-    , m_store(store)
-{
-}
-
 void SimRegistryService::registerRoutes(httplib::Server &server)
 {
     const QString base = m_options.meetingBase;

@@ -1,20 +1,13 @@
 #pragma once
 
-#include "SimOptions.h"
-#include "SimStateStore.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}
+#include "SimService.h"
 
 // The meeting registry: stored meeting definitions under "<meeting-base>/meetings".
 // Setting "status" to "active" by PATCH starts a meeting, "pending" stops it.
-class SimRegistryService
+class SimRegistryService : public SimService
 {
 public:
-    SimRegistryService(const SimOptions &options, SimStateStore &store);
+    using SimService::SimService;
     void registerRoutes(httplib::Server &server);
 
 private:
@@ -22,7 +15,4 @@ private:
     void create(const httplib::Request &req, httplib::Response &res);
     void update(const httplib::Request &req, httplib::Response &res);
     void remove(const httplib::Request &req, httplib::Response &res);
-
-    const SimOptions &m_options;
-    SimStateStore &m_store;
 };
