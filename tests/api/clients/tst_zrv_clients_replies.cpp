@@ -119,6 +119,10 @@ void TestClientsReplies::recordReply_data()
     QTest::newRow("identity encoding in any case read")
         << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "IDENTITY"}}, body)
         << ok << "Board" << QString() << QString();
+    QTest::newRow("identity behind a comma and blank is no list entry, not read")
+        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "br, identity"}},
+               body)
+        << ok << QString() << QString() << QString();
     QTest::newRow("empty encoding value not read")
         << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", ""}}, body) << ok
         << QString() << QString() << QString();

@@ -37,6 +37,7 @@ private slots:
     void attachment_data();
     void attachment();
     void replyHeadersAndStatus();
+    void timeOut_data();
     void timeOut();
 
 private:
@@ -58,39 +59,47 @@ void TestHttpWorker::layout_data()
     QTest::addColumn<QByteArray>("requestLine");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<bool>("compression"); // both flags, which nothing in the console sets
 
     const StringMap vars{{"b", "2 x"}, {"a", "&="}};
     const StringMap json{{"Content-Type", "application/json"}};
     QTest::newRow("GET vars go to the query in key order")
         << "GET" << vars << QByteArray() << StringMap()
-        << QByteArray("GET /w?a=%26%3D&b=2%20x HTTP/1.1") << QByteArray() << QByteArray();
+        << QByteArray("GET /w?a=%26%3D&b=2%20x HTTP/1.1") << QByteArray() << QByteArray() << false;
     QTest::newRow("GET keeps a Content-Type header as it is")
         << "GET" << StringMap() << QByteArray() << json << QByteArray("GET /w HTTP/1.1")
-        << QByteArray() << QByteArray("application/json");
+        << QByteArray() << QByteArray("application/json") << false;
     QTest::newRow("GET never carries a body")
         << "GET" << StringMap() << QByteArray("{}") << StringMap() << QByteArray("GET /w HTTP/1.1")
-        << QByteArray() << QByteArray("application/json");
+        << QByteArray() << QByteArray("application/json") << false;
     QTest::newRow("POST vars are form content")
         << "POST" << vars << QByteArray() << json << QByteArray("POST /w HTTP/1.1")
-        << QByteArray("a=%26%3D&b=2%20x") << QByteArray("application/x-www-form-urlencoded");
+        << QByteArray("a=%26%3D&b=2%20x")
+        << QByteArray("application/x-www-form-urlencoded") << false;
     QTest::newRow("PATCH vars through the custom verb")
         << "PATCH" << vars << QByteArray() << StringMap() << QByteArray("PATCH /w HTTP/1.1")
-        << QByteArray("a=%26%3D&b=2%20x") << QByteArray("application/x-www-form-urlencoded");
+        << QByteArray("a=%26%3D&b=2%20x")
+        << QByteArray("application/x-www-form-urlencoded") << false;
     QTest::newRow("POST body without header gets json")
         << "POST" << StringMap() << QByteArray("{}") << StringMap()
-        << QByteArray("POST /w HTTP/1.1") << QByteArray("{}") << QByteArray("application/json");
+        << QByteArray("POST /w HTTP/1.1") << QByteArray("{}")
+        << QByteArray("application/json") << false;
     QTest::newRow("PUT body keeps the header's type")
         << "PUT" << StringMap() << QByteArray("hi") << StringMap{{"Content-Type", "text/plain"}}
-        << QByteArray("PUT /w HTTP/1.1") << QByteArray("hi") << QByteArray("text/plain");
+        << QByteArray("PUT /w HTTP/1.1") << QByteArray("hi") << QByteArray("text/plain") << false;
     QTest::newRow("DELETE without body goes as form type despite json header")
         << "DELETE" << StringMap() << QByteArray() << json << QByteArray("DELETE /w HTTP/1.1")
-        << QByteArray() << QByteArray("application/x-www-form-urlencoded");
+        << QByteArray() << QByteArray("application/x-www-form-urlencoded") << false;
     QTest::newRow("DELETE drops a prepared body")
         << "DELETE" << StringMap() << QByteArray("{}") << StringMap()
-        << QByteArray("DELETE /w HTTP/1.1") << QByteArray() << QByteArray("application/json");
+        << QByteArray("DELETE /w HTTP/1.1") << QByteArray()
+        << QByteArray("application/json") << false;
     QTest::newRow("other verbs go as they are")
         << "MKCOL" << StringMap() << QByteArray() << StringMap() << QByteArray("MKCOL /w HTTP/1.1")
-        << QByteArray() << QByteArray("application/x-www-form-urlencoded");
+        << QByteArray() << QByteArray("application/x-www-form-urlencoded") << false;
+    QTest::newRow("compression: a body that would be compressed leaves as nothing")
+        << "POST" << StringMap() << QByteArray("{}") << json << QByteArray("POST /w HTTP/1.1")
+        << QByteArray() << QByteArray("application/x-www-form-urlencoded") << true;
 }
 
 void TestHttpWorker::layout()
@@ -102,9 +111,12 @@ void TestHttpWorker::layout()
     QFETCH(QByteArray, requestLine);
     QFETCH(QByteArray, body);
     QFETCH(QByteArray, contentType);
+    QFETCH(bool, compression);
 
     m_server->enqueueJson(200, "{}");
     ZRVHttpRequestWorker worker;
+    worker.requestCompressionEnabled = compression;
+    worker.responseCompressionEnabled = compression;
     ZRVHttpRequestInput input(m_server->baseUrl() + "/w", verb);
     for (auto it = vars.cbegin(); it != vars.cend(); ++it)
         input.addVar(it.key(), it.value());
@@ -117,7 +129,8 @@ void TestHttpWorker::layout()
     QCOMPARE(request.requestLine, requestLine);
     QCOMPARE(request.body, body);
     QCOMPARE(request.header("Content-Type"), contentType);
-    QCOMPARE(request.header("Accept-Encoding"), QByteArray("identity"));
+    QCOMPARE(request.header("Accept-Encoding"), QByteArray(compression ? "gzip" : "identity"));
+    QVERIFY(!request.hasHeader("Content-Encoding"));
 }
 
 void TestHttpWorker::multipart()
@@ -221,17 +234,28 @@ void TestHttpWorker::replyHeadersAndStatus()
     QCOMPARE(worker.response, QByteArray("{}"));
 }
 
+void TestHttpWorker::timeOut_data()
+{
+    QTest::addColumn<QString>("verb");
+    QTest::newRow("POST") << "POST";
+    // The custom-verb branch keeps its reply too, so an armed limit can abort it.
+    QTest::newRow("PATCH through the custom verb") << "PATCH";
+}
+
 void TestHttpWorker::timeOut()
 {
+    QFETCH(QString, verb);
     m_server->enqueueHang();
     ZRVHttpRequestWorker worker;
     worker.setTimeOut(100);
-    ZRVHttpRequestInput input(m_server->baseUrl() + "/slow", "POST");
+    ZRVHttpRequestInput input(m_server->baseUrl() + "/slow", verb);
     input.requestBody = "{}";
     QVERIFY(runToEnd(worker, input));
     QCOMPARE(worker.error_type, QNetworkReply::TimeoutError);
     QCOMPARE(worker.error_str, QString("Timed out waiting for response"));
     QVERIFY(worker.response.isEmpty());
+    // The reply was aborted and let go, not left running.
+    QTRY_COMPARE_WITH_TIMEOUT(worker.manager->findChildren<QNetworkReply *>().size(), 0, 2000);
 }
 
 QTEST_GUILESS_MAIN(TestHttpWorker)
