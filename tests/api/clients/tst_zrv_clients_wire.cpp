@@ -329,37 +329,79 @@ void TestClientsWire::request()
 void TestClientsWire::signalOrder_data()
 {
     QTest::addColumn<QString>("client");
-    QTest::newRow("auth") << "auth";
-    QTest::newRow("meeting") << "meeting";
-    QTest::newRow("service") << "service";
-    QTest::newRow("bundle") << "bundle";
+    QTest::addColumn<QStringList>("ops"); // operation and result type, empty for none
+
+    QTest::newRow("auth") << "auth"
+                          << QStringList{"authGroupsGet(ZRVUserGroups)",
+                                         "authGroupsMembers(ZRVGroupMembers)",
+                                         "authLoginPost(ZRVAuth)",
+                                         "authLogoutPost()",
+                                         "authPasswordResetPost(ZRVAuth)",
+                                         "authRefreshPost(ZRVAuth)",
+                                         "authUserGet(ZRVUser)",
+                                         "authUserGroups(ZRVUserGroups)",
+                                         "serviceHealth()"};
+    QTest::newRow("meeting") << "meeting"
+                             << QStringList{"createMeeting(ZRVMeeting)", "deleteMeeting()",
+                                            "getMeeting(ZRVMeeting)",
+                                            "getMeetings(QList<ZRVMeeting>)",
+                                            "updateMeeting(ZRVMeeting)"};
+    QTest::newRow("service") << "service"
+                             << QStringList{"assetAdd(ZRVAsset)",
+                                            "assetDelete()",
+                                            "banlistDelete(int)",
+                                            "banlistGet(QList<ZRVBanlistEntry>)",
+                                            "banlistPost(int)",
+                                            "meetingCommand(ZRVMeetingCommandResponse)",
+                                            "meetingInfo(ZRVMeetingInfo)",
+                                            "meetingInfoUpdate()",
+                                            "meetingLogfile(QString)",
+                                            "meetingStatus()",
+                                            "mirrorServerInfo(ZRVMirrorServerInfo)",
+                                            "s3TempAccessKey(ZRVS3TempAccessKey)",
+                                            "serviceLogfile(QString)",
+                                            "serviceMeetings(QList<ZRVMeetingInfo>)",
+                                            "serviceStatus()",
+                                            "serviceUpdate()",
+                                            "serviceVersions(ZRVVersions)"};
+    QTest::newRow("bundle") << "bundle"
+                            << QStringList{"assetBundleDelete(QString)",
+                                           "assetBundleGet(QList<ZRVAssetBundle>)",
+                                           "assetBundlePost(QString)"};
 }
 
-// Consumers bind by name and by position; the declared order is the four
+// Consumers bind by name and signature; the declared order is the four
 // groups over the same operation list, then the abort signal.
 void TestClientsWire::signalOrder()
 {
     QFETCH(QString, client);
+    QFETCH(QStringList, ops);
     Clients clients(1);
     const QMetaObject *meta = clients.byName(client)->metaObject();
-    QList<QByteArray> names;
+    QList<QByteArray> signatures;
     for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
         if (meta->method(i).methodType() == QMetaMethod::Signal)
-            names.append(meta->method(i).name());
+            signatures.append(meta->method(i).methodSignature());
     }
-    QCOMPARE(names.size() % 4, 1);
-    QCOMPARE(names.last(), QByteArray("abortRequestsSignal"));
-    const int ops = names.size() / 4;
-    QVERIFY(ops > 0);
-    for (int i = 0; i < ops; ++i) {
-        const QByteArray base = names.at(i);
-        QVERIFY2(base.endsWith("Signal"), base);
-        QCOMPARE(names.at(ops + i), base + "Full");
-        QCOMPARE(names.at(2 * ops + i), base + "E");
-        QCOMPARE(names.at(3 * ops + i), base + "EFull");
-        if (i > 0)
-            QVERIFY2(names.at(i - 1) < base, base);
+
+    QList<QByteArray> expected;
+    for (const char *group : {"Signal", "SignalFull", "SignalE", "SignalEFull"}) {
+        const QByteArray suffix(group);
+        for (const QString &op : ops) {
+            const QByteArray name = op.left(op.indexOf('(')).toLatin1() + suffix;
+            QList<QByteArray> args;
+            if (suffix.endsWith("Full"))
+                args << "ZRVHttpRequestWorker*";
+            const QByteArray type = op.mid(op.indexOf('(') + 1).chopped(1).toLatin1();
+            if (!type.isEmpty() && suffix != "SignalEFull")
+                args << type;
+            if (suffix.contains('E'))
+                args << "QNetworkReply::NetworkError" << "QString";
+            expected.append(name + '(' + args.join(',') + ')');
+        }
     }
+    expected.append("abortRequestsSignal()");
+    QCOMPARE(signatures, expected);
 }
 
 QTEST_GUILESS_MAIN(TestClientsWire)
