@@ -2,7 +2,8 @@
 # Storage benchmark: our storage library (through the console's worker) against
 # rclone, s3cmd and awscli on the same loopback moto_server, in one run.
 #   bench/storage-bench.sh            256 MiB transfer, 5000-object listing
-# Each transfer runs ZRV_BENCH_RUNS times (3) per tool and the best time counts.
+# Transfers run in ZRV_BENCH_RUNS rounds (3), each tool once a round, and each
+# tool's best time counts.
 # Environment: ZRV_BENCH_MIB, ZRV_BENCH_OBJECTS, ZRV_BENCH_RUNS, ZRV_BENCH_BUILD_DIR.
 set -euo pipefail
 
@@ -106,34 +107,53 @@ row() { awk -v l="$1" -v t="$2" -v m="$mib" -v x="${3:-}" 'BEGIN { printf "  %-8
 echo "moto_server $endpoint, $(nproc) cores; file of $mib MiB; best of $runs runs each"
 head -c $((mib * 1024 * 1024)) /dev/urandom >"$work/source.bin"
 
+# Transfers go round by round, every tool once a round, so that a store that
+# slows down or speeds up over the run treats all alike; each upload's object is
+# removed outside the timing, so every run meets the same store.
+declare -A best
+once() { # <label> <command...>: one timed run; sets $t
+  local label=$1 start end; shift
+  start=$(now)
+  if ! "$@" >"$work/out.log" 2>&1; then
+    echo "$label failed:" >&2; cat "$work/out.log" >&2; exit 1
+  fi
+  end=$(now)
+  t=$(awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f", b - a }')
+  if [ -z "${best[$label]:-}" ] || awk -v t="$t" -v e="${best[$label]}" 'BEGIN { exit !(t < e) }'; then
+    best[$label]=$t
+  fi
+}
+report() { # <phase>: rows and the ratio from best[<phase>-<tool>]
+  local tool
+  for tool in ours rclone s3cmd awscli; do row "$tool" "${best[$1-$tool]}"; done
+  ratio_line "${best[$1-ours]}" "${best[$1-rclone]}" "${best[$1-s3cmd]}" "${best[$1-awscli]}"
+}
+drop() { aws_run s3 rm --only-show-errors "s3://$bucket/$1"; }
+
 echo "Upload $mib MiB"
-time_of ours "$ours" upload "$endpoint" "$bucket" ours.bin "$work/source.bin"
-up_ours=$elapsed; row ours "$up_ours" "  ($(grep -o 'requests=[0-9]*' "$work/out.log"))"
-time_of rclone rclone_run copyto --ignore-times --s3-no-head "$work/source.bin" "bench:$bucket/rclone.bin"
-up_rclone=$elapsed; row rclone "$up_rclone"
-time_of s3cmd s3cmd_run put "$work/source.bin" "s3://$bucket/s3cmd.bin"
-up_s3cmd=$elapsed; row s3cmd "$up_s3cmd"
-time_of awscli aws_run s3 cp --only-show-errors "$work/source.bin" "s3://$bucket/awscli.bin"
-up_aws=$elapsed; row awscli "$up_aws"
-ratio_line "$up_ours" "$up_rclone" "$up_s3cmd" "$up_aws"
-# Only the object uploaded by us stays; everyone downloads that one.
-for k in rclone.bin s3cmd.bin awscli.bin; do aws_run s3 rm --only-show-errors "s3://$bucket/$k"; done
+for ((r = 0; r < runs; r++)); do
+  once up-ours "$ours" upload "$endpoint" "$bucket" ours.bin "$work/source.bin"; drop ours.bin
+  once up-rclone rclone_run copyto --ignore-times --s3-no-head "$work/source.bin" "bench:$bucket/rclone.bin"; drop rclone.bin
+  once up-s3cmd s3cmd_run put "$work/source.bin" "s3://$bucket/s3cmd.bin"; drop s3cmd.bin
+  once up-awscli aws_run s3 cp --only-show-errors "$work/source.bin" "s3://$bucket/awscli.bin"; drop awscli.bin
+done
+report up
 
 echo "Download $mib MiB"
-time_of ours "$ours" download "$endpoint" "$bucket" ours.bin "$work/ours.out"
-down_ours=$elapsed; same_file "$work/ours.out" ours; row ours "$down_ours" "  ($(grep -o 'requests=[0-9]*' "$work/out.log"))"
-rm -f "$work/ours.out"
-time_of rclone rclone_run copyto --ignore-times "bench:$bucket/ours.bin" "$work/rclone.out"
-down_rclone=$elapsed; same_file "$work/rclone.out" rclone; row rclone "$down_rclone"
-rm -f "$work/rclone.out"
-time_of s3cmd s3cmd_run get --force "s3://$bucket/ours.bin" "$work/s3cmd.out"
-down_s3cmd=$elapsed; same_file "$work/s3cmd.out" s3cmd; row s3cmd "$down_s3cmd"
-rm -f "$work/s3cmd.out"
-time_of awscli aws_run s3 cp --only-show-errors "s3://$bucket/ours.bin" "$work/awscli.out"
-down_aws=$elapsed; same_file "$work/awscli.out" awscli; row awscli "$down_aws"
-rm -f "$work/awscli.out"
-ratio_line "$down_ours" "$down_rclone" "$down_s3cmd" "$down_aws"
-aws_run s3 rm --only-show-errors "s3://$bucket/ours.bin"
+# Everyone downloads one object, put there by us; every copy is compared.
+"$ours" upload "$endpoint" "$bucket" down.bin "$work/source.bin" >/dev/null
+for ((r = 0; r < runs; r++)); do
+  once down-ours "$ours" download "$endpoint" "$bucket" down.bin "$work/ours.out"
+  same_file "$work/ours.out" ours; rm -f "$work/ours.out"
+  once down-rclone rclone_run copyto --ignore-times "bench:$bucket/down.bin" "$work/rclone.out"
+  same_file "$work/rclone.out" rclone; rm -f "$work/rclone.out"
+  once down-s3cmd s3cmd_run get --force "s3://$bucket/down.bin" "$work/s3cmd.out"
+  same_file "$work/s3cmd.out" s3cmd; rm -f "$work/s3cmd.out"
+  once down-awscli aws_run s3 cp --only-show-errors "s3://$bucket/down.bin" "$work/awscli.out"
+  same_file "$work/awscli.out" awscli; rm -f "$work/awscli.out"
+done
+report down
+drop down.bin
 
 echo "Listing of $objects objects with sizes and ETags"
 "$ours" fill "$endpoint" "$bucket" list/ "$objects" | sed 's/^/  /'
