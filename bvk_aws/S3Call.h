@@ -36,13 +36,11 @@ struct S3Call
     QString curlError;
     QByteArray reply;
     S3Signer::Headers replyHeaders;  // names lower-case
-    qint64 received = 0;
     qint64 sunk = 0;                 // bytes written to `sinkFile`
-    qint64 sent = 0;
     bool sinkFailed = false;
 
     int tag = -1;                    // free for the caller (e.g. a part number)
-    const void *owner = nullptr;     // whose waitAny collects it
+    const void *owner = nullptr;     // whose collect/waitAny hands it back
     void *handle = nullptr;          // the transport's handle while in flight
 
     QByteArray replyHeader(const QByteArray &lowerName) const

@@ -63,7 +63,6 @@ size_t onWrite(char *data, size_t size, size_t count, void *user)
     } else if (call->reply.size() < 4 * 1024 * 1024) {
         call->reply.append(data, int(n));
     }
-    call->received += n;
     return size_t(n);
 }
 
@@ -93,7 +92,6 @@ size_t onRead(char *buffer, size_t size, size_t count, void *user)
         return 0;
     memcpy(buffer, body.constData() + x->readPos, size_t(n));
     x->readPos += n;
-    x->call->sent = x->readPos;
     return size_t(n);
 }
 
@@ -219,10 +217,8 @@ void S3Transport::prepare(S3Call *call)
     call->curlError.clear();
     call->reply.clear();
     call->replyHeaders.clear();
-    call->received = 0;
     call->sunk = 0;
     call->held = false;
-    call->sent = 0;
     call->sinkFailed = false;
 
     const Route r = route(call->bucket);
