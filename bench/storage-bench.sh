@@ -80,36 +80,6 @@ s3cmd_run() { s3cmd -c "$work/s3cfg" --no-progress "$@"; }
 aws_run() { "$aws_bin" --endpoint-url "$endpoint" "$@"; }
 
 now() { date +%s.%N; }
-# time_of <label> <command...>: runs the command $runs times, prints nothing,
-# sets $elapsed to the best time; every tool gets the same number of tries.
-elapsed=0
-time_of() {
-  local label=$1; shift
-  local start end t i
-  elapsed=""
-  for ((i = 0; i < runs; i++)); do
-    start=$(now)
-    if ! "$@" >"$work/out.log" 2>&1; then
-      echo "$label failed:" >&2; cat "$work/out.log" >&2; exit 1
-    fi
-    end=$(now)
-    t=$(awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f", b - a }')
-    if [ -z "$elapsed" ] || awk -v t="$t" -v e="$elapsed" 'BEGIN { exit !(t < e) }'; then elapsed=$t; fi
-  done
-}
-same_file() { cmp -s "$work/source.bin" "$1" || { echo "$2 produced a different file" >&2; exit 1; }; }
-ratio_line() { # <our seconds> <peer seconds...>: below 1 means we were faster
-  awk -v our="$1" 'BEGIN { best = ARGV[2]; for (i = 2; i < ARGC; i++) if (ARGV[i] < best) best = ARGV[i];
-    printf "  ours / fastest peer: %.2f (fastest peer %.2f s)\n", our / best, best; exit }' "$@"
-}
-row() { awk -v l="$1" -v t="$2" -v m="$mib" -v x="${3:-}" 'BEGIN { printf "  %-8s %7.2f s %8.1f MiB/s%s\n", l, t, m / t, x }'; }
-
-echo "moto_server $endpoint, $(nproc) cores; file of $mib MiB; best of $runs runs each"
-head -c $((mib * 1024 * 1024)) /dev/urandom >"$work/source.bin"
-
-# Transfers go round by round, every tool once a round, so that a store that
-# slows down or speeds up over the run treats all alike; each upload's object is
-# removed outside the timing, so every run meets the same store.
 declare -A best
 once() { # <label> <command...>: one timed run; sets $t
   local label=$1 start end; shift
@@ -123,6 +93,22 @@ once() { # <label> <command...>: one timed run; sets $t
     best[$label]=$t
   fi
 }
+# time_of <label> <command...>: $runs runs back to back; sets $elapsed to the best.
+time_of() {
+  local label=$1 i; shift
+  for ((i = 0; i < runs; i++)); do once "list-$label" "$@"; done
+  elapsed=${best[list-$label]}
+}
+same_file() { cmp -s "$work/source.bin" "$1" || { echo "$2 produced a different file" >&2; exit 1; }; }
+ratio_line() { # <our seconds> <peer seconds...>: below 1 means we were faster
+  awk -v our="$1" 'BEGIN { best = ARGV[2]; for (i = 2; i < ARGC; i++) if (ARGV[i] < best) best = ARGV[i];
+    printf "  ours / fastest peer: %.2f (fastest peer %.2f s)\n", our / best, best; exit }' "$@"
+}
+row() { awk -v l="$1" -v t="$2" -v m="$mib" -v x="${3:-}" 'BEGIN { printf "  %-8s %7.2f s %8.1f MiB/s%s\n", l, t, m / t, x }'; }
+
+echo "moto_server $endpoint, $(nproc) cores; file of $mib MiB; best of $runs runs each"
+head -c $((mib * 1024 * 1024)) /dev/urandom >"$work/source.bin"
+
 report() { # <phase>: rows and the ratio from best[<phase>-<tool>]
   local tool
   for tool in ours rclone s3cmd awscli; do row "$tool" "${best[$1-$tool]}"; done
@@ -130,6 +116,9 @@ report() { # <phase>: rows and the ratio from best[<phase>-<tool>]
 }
 drop() { aws_run s3 rm --only-show-errors "s3://$bucket/$1"; }
 
+# Transfers go round by round, every tool once a round, so that a store that
+# slows down or speeds up over the run treats all alike; each upload's object is
+# removed outside the timing, so every run meets the same store.
 echo "Upload $mib MiB"
 for ((r = 0; r < runs; r++)); do
   once up-ours "$ours" upload "$endpoint" "$bucket" ours.bin "$work/source.bin"; drop ours.bin
