@@ -1,0 +1,158 @@
+#pragma once
+
+#include <QList>
+#include <QMainWindow>
+#include <QNetworkReply>
+#include <QSslError>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include "ZRVMeetingInfo.h"
+#include "ZRVMeetingServiceApi.h"
+#include "ZRVS3TempAccessKey.h"
+#include "ZRVVersions.h"
+#include "ZRV_LoginData.h"
+#include "ZRV_MeetingsInfoThread.h"
+
+class QCloseEvent;
+class QIODevice;
+class QLabel;
+class QMenu;
+class QNetworkAccessManager;
+class QProgressBar;
+class QProgressDialog;
+class QTimer;
+class ZRV_AssetBundles;
+class ZRV_Config;
+class ZRV_Meetings;
+class ZRV_NextCloud;
+class ZRV_S3;
+
+namespace Ui {
+class ZRV_ServerAppClass;
+}
+
+using ZRV_Service_API::ZRVMeetingInfo;
+using ZRV_Service_API::ZRVMeetingServiceApi;
+using ZRV_Service_API::ZRVS3TempAccessKey;
+using ZRV_Service_API::ZRVVersions;
+
+// The console's one main window. Its members are defined in files named by
+// concern: ZRV_ServerApp.cpp (frame, start-up, poll, state, window state),
+// ZRV_ServerApp_Session.cpp (inactivity, session expiry),
+// ZRV_ServerApp_Update.cpp (self-update, account and about dialogs) and
+// ZRV_ServerApp_Storage.cpp (the storage tabs).
+class ZRV_ServerApp : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit ZRV_ServerApp(const QStringList &arguments, QWidget *parent = nullptr);
+    ~ZRV_ServerApp() override;
+
+    // The build's version text as the version control describes the commit.
+    static QString buildVersionText();
+    // Its numbers: first character and the 9-character hash suffix dropped,
+    // "-" read as ".", empty parts skipped ("v3.1-2-gb60c8eb" gives 3, 1, 2).
+    static QStringList buildVersionParts();
+
+public slots:
+    void initConsole();
+    void onShowAssetBundleDialog();
+    void onServiceStatus(bool isRunning);
+    void onServiceVersion(ZRV_MeetingsInfoThread::_serviceVersion ver);
+    void onServiceVersions(ZRVVersions versions);
+    QString saveFileName(QUrl url);
+    bool saveToDisk(QString filename, QIODevice *data);
+    bool isHttpRedirect(QNetworkReply *reply);
+    void sslErrors(QList<QSslError> sslErrors);
+    void onDownloadFinished(QNetworkReply *reply);
+    void onServiceUpdate();
+    void onServiceUpdateE(QNetworkReply::NetworkError error_type, QString error_str);
+    void onExit();
+    void onUserInactive();
+    void onUserActive();
+    void onStopUpdate();
+    void onSessionExpired();
+    void onPlaygroundSignal(QString name);
+    void onMeetingStatusTimer();
+    void onMeetingUpdate(int id);
+    void onMeetingChanged();
+    void onMeetingConfigChanged(ZRVMeetingInfo info);
+    void onMeetingInfoUpdateSignal();
+    void onMeetingInfoUpdateSignalE(QNetworkReply::NetworkError error_type, QString error_str);
+    void setInactivityOn();
+    void setInactivityOff();
+    void setS3Token(ZRVS3TempAccessKey token);
+    void setServiceApiToken(QString token);
+    int getInactivityTime();
+    void onBrowserTab_itemClicked();
+
+private slots:
+    void on_actionChangePassword_triggered();
+    void on_actionQuit_triggered();
+    void on_dckProgress_visibilityChanged(bool visible);
+    void on_btnQueue_clicked();
+    void on_actionUpdate_triggered();
+    void on_actionAbout_triggered();
+    void on_tabBrowser_currentChanged(int index);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void createStatusLine();
+    void blankStatusLine();
+    void restoreWindowState();
+    void saveWindowState();
+    void updateConsoleState();
+    // Runs a login dialog to its end; false when the user gave up. The
+    // dialog's result is copied over m_loginData.
+    bool runLogin(const QString &fixedUser);
+    void spreadLoginData();
+
+    // Storage tabs (ZRV_ServerApp_Storage.cpp).
+    // Finds the three pages, wires them, disables the bundles page.
+    void takeUpStoragePages();
+    // After the first login: the pages kept for the account's storage mode.
+    void layOutStorageTabs();
+    // btnAdd by the current tab and the selection on it.
+    void setAddButtonByTab();
+    // The last step of each poll: a temporary key close to its end is renewed.
+    void renewS3TokenWhenDue();
+    // Hands the shared login data to the S3 page.
+    void passLoginDataToStorage();
+
+    Ui::ZRV_ServerAppClass *ui;
+
+    ZRV_LoginData m_loginData;
+    ZRV_Config *m_config = nullptr;
+    ZRV_MeetingsInfoThread *m_thread = nullptr;
+    QTimer *m_statusTimer = nullptr;
+    ZRVMeetingServiceApi *m_serviceApi = nullptr;
+    ZRV_Meetings *m_meetings = nullptr;
+    bool m_consoleReady = false;
+    bool m_serviceRunning = false;
+    bool m_manualUpdateCheck = false;
+    bool m_inactive = false;
+    bool m_inactivityEnabled = true;
+    QString m_savedTitle;
+    QMenu *m_userMenu = nullptr;
+    QNetworkAccessManager *m_updateManager = nullptr;
+    QProgressDialog *m_updateProgress = nullptr;
+
+    // Status line: operation, file name, progress, completed, size, speed.
+    QLabel *m_lblOperation = nullptr;
+    QLabel *m_lblFileName = nullptr;
+    QProgressBar *m_progressBar = nullptr;
+    QLabel *m_lblCompleted = nullptr;
+    QLabel *m_lblSize = nullptr;
+    QLabel *m_lblSpeed = nullptr;
+
+    // Storage tabs; the tab widget owns the pages.
+    ZRV_S3 *m_s3 = nullptr;
+    ZRV_NextCloud *m_nextCloud = nullptr;
+    ZRV_AssetBundles *m_assetBundles = nullptr;
+    int m_storageTab = -1;
+    int m_currentTab = 0;
+};
