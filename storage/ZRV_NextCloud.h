@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QWidget>
+
+class ZRV_NextCloud : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit ZRV_NextCloud(QWidget* parent = nullptr);
+    ~ZRV_NextCloud() override;
+};
