@@ -1,0 +1,3 @@
+#include "BVKNetmanager.h"
+
+BVKNetmanager::BVKNetmanager(QObject *parent) : QObject(parent) {}
