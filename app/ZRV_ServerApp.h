@@ -14,6 +14,7 @@
 #include "ZRVVersions.h"
 #include "ZRV_LoginData.h"
 #include "ZRV_MeetingsInfoThread.h"
+#include "ZRV_S3.h"
 
 class QCloseEvent;
 class QIODevice;
@@ -87,6 +88,10 @@ public slots:
     void setServiceApiToken(QString token);
     int getInactivityTime();
     void onBrowserTab_itemClicked();
+    // The queue dock and the status line follow the S3 page's queue.
+    void onUpdateQueue(QList<ZRV_S3::fileEntry> files);
+    void onTransferProgress(int mode, QString bucket, QString object, qlonglong size, qlonglong progress,
+                            int bytespersecond);
 
 private slots:
     void on_actionChangePassword_triggered();
