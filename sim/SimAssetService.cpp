@@ -1,7 +1,10 @@
 #include "SimAssetService.h"
 
 #include "SimHttp.h"
+#include "SimRoutes.h"
 #include "SimMainService.h"
+#include "SimObjectStore.h"
+#include "SimSeedData.h"
 
 #include <httplib.h>
 
@@ -14,6 +17,12 @@ namespace {
 const QString administrator = QStringLiteral("ZRV_Administrator");
 const QStringList bundleSuffixes = {QStringLiteral(".win.asb"), QStringLiteral(".ios.asb"),
                                     QStringLiteral(".android.asb"), QStringLiteral(".web.asb")};
+
+// Where a bundle's four files live: Amazon S3 bundles in the one fixed bucket.
+QString bundleBucket(const QJsonObject &bundle, const SimOptions &options)
+{
+    return bundle.value(QStringLiteral("Mode")).toInt() == 2 ? SimSeedData::amazonBucket() : options.s3Bucket;
+}
 
 int findById(const QJsonArray &list, int id)
 {
@@ -35,17 +44,18 @@ bool mayChangeBanlist(const SimState &s, const QString &accountId, httplib::Resp
 
 } // namespace
 
-void SimAssetService::registerRoutes(httplib::Server &server)
+void SimAssetService::registerRoutes(SimRoutes &routes)
 {
     const QString base = m_options.serviceBase;
-    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset"), SimHttp::handler(this, &SimAssetService::assetAdd));
-    server.Delete(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset/([^/]+)"), SimHttp::handler(this, &SimAssetService::assetDelete));
-    server.Get(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistGet));
-    server.Post(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistPost));
-    server.Delete(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistDelete));
-    server.Get(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleGet));
-    server.Post(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundlePost));
-    server.Delete(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleDelete));
+    routes.setSource(SimMainService::source());
+    routes.post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset"), SimHttp::handler(this, &SimAssetService::assetAdd));
+    routes.del(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/asset/([^/]+)"), SimHttp::handler(this, &SimAssetService::assetDelete));
+    routes.get(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistGet));
+    routes.post(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistPost));
+    routes.del(SimHttp::route(base, "/zrv/svc/banlist"), SimHttp::handler(this, &SimAssetService::banlistDelete));
+    routes.get(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleGet));
+    routes.post(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundlePost));
+    routes.del(SimHttp::route(base, "/zrv/svc/assetbundle"), SimHttp::handler(this, &SimAssetService::bundleDelete));
 }
 
 void SimAssetService::assetAdd(const httplib::Request &req, httplib::Response &res)
@@ -230,6 +240,12 @@ void SimAssetService::bundlePost(const httplib::Request &req, httplib::Response 
         SimHttp::error(res, 400, QStringLiteral("An asset bundle needs a Name and a StgRelPath"), source);
         return;
     }
+    // The sizes of the stored files, asked before the lock: the store may be slow or away.
+    const QString bucket = bundleBucket(bundle, m_options);
+    const SimObjectStore store(m_options.s3Endpoint);
+    QList<qint64> storedSizes;
+    for (const QString &suffix : bundleSuffixes)
+        storedSizes << store.size(bucket, stem + suffix);
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
     const bool admin = s.hasRole(accountId, administrator);
@@ -261,12 +277,16 @@ void SimAssetService::bundlePost(const httplib::Request &req, httplib::Response 
         bundle.insert(QStringLiteral("UserName"), global ? QString() : s.accounts.value(accountId).value(QStringLiteral("userId")).toString());
     }
     bundle.insert(QStringLiteral("Id"), id);
-    // The service describes the four stored files; sizes come from the client when it knows them.
+    // The service describes the four stored files; a file the store does not show keeps the
+    // size the client sent, or 0.
     const QJsonArray sentSizes = bundle.value(QStringLiteral("StgSize")).toArray();
     QJsonArray sizes, paths, sums;
     for (int i = 0; i < bundleSuffixes.size(); ++i) {
-        sizes << (i < sentSizes.size() ? sentSizes.at(i) : QJsonValue(0));
-        paths << QStringLiteral("%1/%2/%3%4").arg(m_options.s3Endpoint, m_options.s3Bucket, stem, bundleSuffixes.at(i));
+        if (storedSizes.at(i) >= 0)
+            sizes << double(storedSizes.at(i));
+        else
+            sizes << (i < sentSizes.size() ? sentSizes.at(i) : QJsonValue(0));
+        paths << QStringLiteral("%1/%2/%3%4").arg(m_options.s3Endpoint, bucket, SimObjectStore::storeKey(stem), bundleSuffixes.at(i));
         sums << QString::fromLatin1(QCryptographicHash::hash((stem + bundleSuffixes.at(i)).toUtf8(), QCryptographicHash::Md5).toHex());
     }
     bundle.insert(QStringLiteral("StgSize"), sizes);
@@ -284,23 +304,56 @@ void SimAssetService::bundleDelete(const httplib::Request &req, httplib::Respons
     if (accountId.isEmpty())
         return;
     const QString id = SimHttp::param(req, "bundleId");
-    std::lock_guard<std::mutex> lock(m_store.mutex());
-    SimState &s = m_store.state();
-    const auto it = s.bundles.constFind(id);
-    if (it == s.bundles.cend()) {
-        SimHttp::error(res, 404, QStringLiteral("Asset bundle %1 not found").arg(id), source);
-        return;
+    QJsonObject removed;
+    {
+        std::lock_guard<std::mutex> lock(m_store.mutex());
+        SimState &s = m_store.state();
+        const auto it = s.bundles.constFind(id);
+        if (it == s.bundles.cend()) {
+            SimHttp::error(res, 404, QStringLiteral("Asset bundle %1 not found").arg(id), source);
+            return;
+        }
+        const QString owner = it->value(QStringLiteral("UserId")).toString();
+        if (owner.isEmpty()) {
+            SimHttp::error(res, 403, QStringLiteral("This Asset Bundle cannot be deleted."), source);
+            return;
+        }
+        if (owner != accountId && !s.hasRole(accountId, administrator)) {
+            SimHttp::error(res, 403, QStringLiteral("Not allowed to delete asset bundle %1").arg(id), source);
+            return;
+        }
+        removed = *it;
+        s.bundles.remove(id);
+        // Meetings that showed the bundle stop showing it.
+        for (QJsonObject &info : s.live) {
+            const QJsonArray shown = info.value(QStringLiteral("assetBundles")).toArray();
+            QJsonArray kept;
+            for (const QJsonValue &b : shown) {
+                if (b.toObject().value(QStringLiteral("Id")).toString() != id)
+                    kept << b;
+            }
+            if (kept.size() != shown.size()) {
+                info.insert(QStringLiteral("assetBundles"), kept);
+                s.logMeeting(info.value(QStringLiteral("meetingId")).toString(), QStringLiteral("Asset bundle %1 removed").arg(id));
+            }
+        }
+        s.logService(QStringLiteral("Asset bundle %1 deleted").arg(id));
     }
-    const QString owner = it->value(QStringLiteral("UserId")).toString();
-    if (owner.isEmpty()) {
-        SimHttp::error(res, 403, QStringLiteral("This Asset Bundle cannot be deleted."), source);
-        return;
+    // Its four files go too, which the client leaves to the service; outside the lock,
+    // since the store may be slow or away.
+    const SimObjectStore store(m_options.s3Endpoint);
+    const QString bucket = bundleBucket(removed, m_options);
+    const QString stem = removed.value(QStringLiteral("StgRelPath")).toString();
+    QStringList failures;
+    for (const QString &suffix : bundleSuffixes) {
+        QString why;
+        if (!store.remove(bucket, stem + suffix, &why))
+            failures << why;
     }
-    if (owner != accountId && !s.hasRole(accountId, administrator)) {
-        SimHttp::error(res, 403, QStringLiteral("Not allowed to delete asset bundle %1").arg(id), source);
-        return;
+    if (!failures.isEmpty()) {
+        std::lock_guard<std::mutex> lock(m_store.mutex());
+        for (const QString &why : failures)
+            m_store.state().logService(QStringLiteral("Asset bundle %1: %2").arg(id, why));
     }
-    s.bundles.remove(id);
-    s.logService(QStringLiteral("Asset bundle %1 deleted").arg(id));
     SimHttp::text(res, id);
 }

@@ -7,7 +7,7 @@ class SimAssetService : public SimService
 {
 public:
     using SimService::SimService;
-    void registerRoutes(httplib::Server &server);
+    void registerRoutes(SimRoutes &routes);
 
     static constexpr int placeholderBase = 22000;
     static constexpr int placeholderLast = 22999;

@@ -1,6 +1,7 @@
 #include "SimAuthService.h"
 
 #include "SimHttp.h"
+#include "SimRoutes.h"
 
 #include <httplib.h>
 
@@ -32,15 +33,16 @@ bool isOurRealm(const QString &name, httplib::Response &res, const QString &mess
 
 } // namespace
 
-void SimAuthService::registerRoutes(httplib::Server &server)
+void SimAuthService::registerRoutes(SimRoutes &routes)
 {
     const QString base = m_options.authBase;
-    server.Post(SimHttp::route(base, "/auth/login"), SimHttp::handler(this, &SimAuthService::login));
-    server.Post(SimHttp::route(base, "/auth/refreshtoken"), SimHttp::handler(this, &SimAuthService::refresh));
-    server.Post(SimHttp::route(base, "/auth/logout"), SimHttp::handler(this, &SimAuthService::logout));
-    server.Get(SimHttp::route(base, "/auth/user"), SimHttp::handler(this, &SimAuthService::user));
-    server.Get(SimHttp::route(base, "/auth/groups"), SimHttp::handler(this, &SimAuthService::groups));
-    server.Patch(SimHttp::route(base, "/auth/user/([^/]+)/pwdreset"), SimHttp::handler(this, &SimAuthService::passwordReset));
+    routes.setSource(source);
+    routes.post(SimHttp::route(base, "/auth/login"), SimHttp::handler(this, &SimAuthService::login), SimRoutes::Access::Public);
+    routes.post(SimHttp::route(base, "/auth/refreshtoken"), SimHttp::handler(this, &SimAuthService::refresh), SimRoutes::Access::Public);
+    routes.post(SimHttp::route(base, "/auth/logout"), SimHttp::handler(this, &SimAuthService::logout), SimRoutes::Access::Public);
+    routes.get(SimHttp::route(base, "/auth/user"), SimHttp::handler(this, &SimAuthService::user));
+    routes.get(SimHttp::route(base, "/auth/groups"), SimHttp::handler(this, &SimAuthService::groups));
+    routes.patch(SimHttp::route(base, "/auth/user/([^/]+)/pwdreset"), SimHttp::handler(this, &SimAuthService::passwordReset), SimRoutes::Access::Public);
 }
 
 QJsonObject SimAuthService::issueTokens(SimState &s, const QString &accountId)

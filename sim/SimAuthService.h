@@ -7,7 +7,7 @@ class SimAuthService : public SimService
 {
 public:
     using SimService::SimService;
-    void registerRoutes(httplib::Server &server);
+    void registerRoutes(SimRoutes &routes);
 
 private:
     void login(const httplib::Request &req, httplib::Response &res);

@@ -32,9 +32,6 @@ SimFaultInjector::SimFaultInjector(const SimOptions &options)
 
 void SimFaultInjector::install(httplib::Server &server)
 {
-    server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
-        return preRouting(req, res) ? httplib::Server::HandlerResponse::Handled : httplib::Server::HandlerResponse::Unhandled;
-    });
     server.set_post_routing_handler(SimHttp::handler(this, &SimFaultInjector::postRouting));
     server.Post("/_sim/fault", SimHttp::handler(this, &SimFaultInjector::addFault));
     server.Get("/_sim/faults", SimHttp::handler(this, &SimFaultInjector::listFaults));
@@ -48,6 +45,7 @@ void SimFaultInjector::clear()
         m_rules.clear();
         m_latencyMs = 0;
         m_latencyPath.clear();
+        m_latencyMethod.clear();
         ++m_generation;
     }
     m_release.notify_all();
@@ -62,10 +60,15 @@ bool SimFaultInjector::matches(const QString &pattern, const QString &path)
     return pattern == path;
 }
 
-bool SimFaultInjector::take(Kind kind, const QString &path, Rule *rule)
+bool SimFaultInjector::matchesMethod(const QString &wanted, const QString &method)
+{
+    return wanted.isEmpty() || wanted.compare(method, Qt::CaseInsensitive) == 0;
+}
+
+bool SimFaultInjector::take(Kind kind, const QString &method, const QString &path, Rule *rule)
 {
     for (auto it = m_rules.begin(); it != m_rules.end(); ++it) {
-        if (it->kind != kind || !matches(it->path, path))
+        if (it->kind != kind || !matches(it->path, path) || !matchesMethod(it->method, method))
             continue;
         *rule = *it;
         if (it->remaining > 0 && --it->remaining == 0)
@@ -75,7 +78,7 @@ bool SimFaultInjector::take(Kind kind, const QString &path, Rule *rule)
     return false;
 }
 
-bool SimFaultInjector::preRouting(const httplib::Request &req, httplib::Response &res)
+bool SimFaultInjector::intercept(const httplib::Request &req, httplib::Response &res)
 {
     // Replies go out uncompressed, whatever the client offers, so that a reshaped body and
     // its length stay what the switch says. The request object is httplib's own, not const.
@@ -83,20 +86,21 @@ bool SimFaultInjector::preRouting(const httplib::Request &req, httplib::Response
     if (isAdminPath(req.path))
         return false;
     const QString path = QString::fromStdString(req.path);
+    const QString method = QString::fromStdString(req.method);
     std::unique_lock<std::mutex> lock(m_mutex);
     const quint64 generation = m_generation;
     const auto released = [&] { return m_generation != generation; };
-    if (m_latencyMs > 0 && matches(m_latencyPath, path))
+    if (m_latencyMs > 0 && matches(m_latencyPath, path) && matchesMethod(m_latencyMethod, method))
         m_release.wait_for(lock, std::chrono::milliseconds(m_latencyMs), released);
     Rule rule;
-    if (take(Kind::Hang, path, &rule)) {
+    if (take(Kind::Hang, method, path, &rule)) {
         m_release.wait_for(lock, std::chrono::seconds(rule.seconds), released);
         // A declared length that never arrives: the client sees the connection drop.
         res.status = 200;
         res.set_content_provider(1, "application/json", [](size_t, size_t, httplib::DataSink &) { return false; });
         return true;
     }
-    if (take(Kind::Failure, path, &rule)) {
+    if (take(Kind::Failure, method, path, &rule)) {
         SimHttp::error(res, rule.status, rule.message.isEmpty() ? QStringLiteral("Injected failure") : rule.message, source);
         if (rule.status < 400) // a redirect: somewhere else, or back to the same path
             res.set_header("Location", rule.location.isEmpty() ? req.path : rule.location.toStdString());
@@ -112,7 +116,7 @@ void SimFaultInjector::postRouting(const httplib::Request &req, httplib::Respons
     Rule rule;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        if (!take(Kind::Shape, QString::fromStdString(req.path), &rule))
+        if (!take(Kind::Shape, QString::fromStdString(req.method), QString::fromStdString(req.path), &rule))
             return;
     }
     if (rule.shape == QLatin1String("lowercase-content-type")) {
@@ -142,10 +146,12 @@ void SimFaultInjector::addFault(const httplib::Request &req, httplib::Response &
         adminError(res, QStringLiteral("count must be positive, or -1 for until cleared"));
         return;
     }
+    rule.method = body.value(QStringLiteral("method")).toString();
     std::lock_guard<std::mutex> lock(m_mutex);
     if (body.contains(QStringLiteral("latencyMs"))) {
         m_latencyMs = qMax(0, body.value(QStringLiteral("latencyMs")).toInt());
         m_latencyPath = body.value(QStringLiteral("path")).toString();
+        m_latencyMethod = rule.method;
     } else if (body.contains(QStringLiteral("hang"))) {
         rule.kind = Kind::Hang;
         rule.path = body.value(QStringLiteral("hang")).toString();
@@ -181,6 +187,8 @@ void SimFaultInjector::addFault(const httplib::Request &req, httplib::Response &
 QJsonObject SimFaultInjector::ruleJson(const Rule &rule)
 {
     QJsonObject o{{QStringLiteral("path"), rule.path}, {QStringLiteral("count"), rule.remaining}};
+    if (!rule.method.isEmpty())
+        o.insert(QStringLiteral("method"), rule.method);
     switch (rule.kind) {
     case Kind::Failure:
         o.insert(QStringLiteral("status"), rule.status);
@@ -204,6 +212,7 @@ void SimFaultInjector::listFaults(const httplib::Request &, httplib::Response &r
         rules << ruleJson(r);
     SimHttp::json(res, QJsonObject{{QStringLiteral("latencyMs"), m_latencyMs},
                                    {QStringLiteral("latencyPath"), m_latencyPath},
+                                   {QStringLiteral("latencyMethod"), m_latencyMethod},
                                    {QStringLiteral("faults"), rules}});
 }
 

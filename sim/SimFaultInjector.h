@@ -22,9 +22,12 @@ class SimFaultInjector
 public:
     explicit SimFaultInjector(const SimOptions &options);
 
+    // The admin routes and the reshaping of replies; intercept() goes before routing.
     void install(httplib::Server &server);
     // Drops every fault and lets hanging requests go.
     void clear();
+    // Delays, holds or fails a request as the switches say; true when it has been answered.
+    bool intercept(const httplib::Request &req, httplib::Response &res);
 
 private:
     enum class Kind { Failure, Hang, Shape };
@@ -32,6 +35,7 @@ private:
     {
         Kind kind = Kind::Failure;
         QString path;      // exact, or a prefix when it ends in "*"; empty matches all
+        QString method;    // empty matches every verb
         int remaining = 1; // -1: until cleared
         int status = 500;
         QString message;
@@ -40,15 +44,15 @@ private:
         QString shape;
     };
 
-    bool preRouting(const httplib::Request &req, httplib::Response &res);
     void postRouting(const httplib::Request &req, httplib::Response &res);
     void addFault(const httplib::Request &req, httplib::Response &res);
     void listFaults(const httplib::Request &req, httplib::Response &res);
     void clearFaults(const httplib::Request &req, httplib::Response &res);
 
     // Takes one use of the first matching rule of that kind; the caller holds m_mutex.
-    bool take(Kind kind, const QString &path, Rule *rule);
+    bool take(Kind kind, const QString &method, const QString &path, Rule *rule);
     static bool matches(const QString &pattern, const QString &path);
+    static bool matchesMethod(const QString &wanted, const QString &method);
     static QJsonObject ruleJson(const Rule &rule);
 
     const SimOptions &m_options;
@@ -58,4 +62,5 @@ private:
     std::vector<Rule> m_rules;
     int m_latencyMs = 0;
     QString m_latencyPath;
+    QString m_latencyMethod;
 };

@@ -115,7 +115,11 @@ void SimLifeSimulator::stepMeeting(SimState &s, qint64 key)
     }
     info.insert(QStringLiteral("clients"), clients);
     if (clients.size() < 2 || (clients.size() < maxMembers && chance() < 0.3)) {
-        const QString alias = aliases.at(int(chance() * aliases.size()) % aliases.size());
+        QStringList free = aliases;
+        for (const QString &taken : s.aliases(meetingId))
+            free.removeAll(taken);
+        const QStringList &pool = free.isEmpty() ? aliases : free;
+        const QString alias = pool.at(int(chance() * pool.size()) % pool.size());
         s.addMember(meetingId, alias, clients.isEmpty() ? QStringLiteral("Presenter") : QStringLiteral("User"));
     }
 }

@@ -1,6 +1,9 @@
 #include "SimMainService.h"
 
 #include "SimHttp.h"
+#include "SimLiveRecordCheck.h"
+#include "SimSeedData.h"
+#include "SimRoutes.h"
 
 #include <httplib.h>
 
@@ -73,21 +76,22 @@ bool SimMainService::prepare(QString *error)
     return true;
 }
 
-void SimMainService::registerRoutes(httplib::Server &server)
+void SimMainService::registerRoutes(SimRoutes &routes)
 {
     const QString base = m_options.serviceBase;
-    server.Get(SimHttp::route(base, "/zrv/svc/meetings"), SimHttp::handler(this, &SimMainService::meetings));
-    server.Get(SimHttp::route(base, "/zrv/svc/status"), SimHttp::handler(this, &SimMainService::status));
-    server.Get(SimHttp::route(base, "/zrv/svc/versions"), SimHttp::handler(this, &SimMainService::versions));
-    server.Get(SimHttp::route(base, "/zrv/svc/update"), SimHttp::handler(this, &SimMainService::update));
-    server.Get(SimHttp::route(base, "/zrv/svc/download/([^/]+)"), SimHttp::handler(this, &SimMainService::download));
-    server.Get(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::info));
-    server.Put(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::infoUpdate));
-    server.Post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/command"), SimHttp::handler(this, &SimMainService::command));
-    server.Get(SimHttp::route(base, "/zrv/svc/logfile"), SimHttp::handler(this, &SimMainService::serviceLog));
-    server.Get(SimHttp::route(base, "/zrv/svc/s3/token"), SimHttp::handler(this, &SimMainService::s3Token));
+    routes.setSource(source());
+    routes.get(SimHttp::route(base, "/zrv/svc/meetings"), SimHttp::handler(this, &SimMainService::meetings));
+    routes.get(SimHttp::route(base, "/zrv/svc/status"), SimHttp::handler(this, &SimMainService::status), SimRoutes::Access::Public);
+    routes.get(SimHttp::route(base, "/zrv/svc/versions"), SimHttp::handler(this, &SimMainService::versions), SimRoutes::Access::Public);
+    routes.get(SimHttp::route(base, "/zrv/svc/update"), SimHttp::handler(this, &SimMainService::update));
+    routes.get(SimHttp::route(base, "/zrv/svc/download/([^/]+)"), SimHttp::handler(this, &SimMainService::download), SimRoutes::Access::Public);
+    routes.get(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::info));
+    routes.put(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/info"), SimHttp::handler(this, &SimMainService::infoUpdate));
+    routes.post(SimHttp::route(base, "/zrv/svc/meeting/([^/]+)/command"), SimHttp::handler(this, &SimMainService::command));
+    routes.get(SimHttp::route(base, "/zrv/svc/logfile"), SimHttp::handler(this, &SimMainService::serviceLog));
+    routes.get(SimHttp::route(base, "/zrv/svc/s3/token"), SimHttp::handler(this, &SimMainService::s3Token));
     // After the fixed paths, so that "s3" or "meeting" never read as a meeting id.
-    server.Get(SimHttp::route(base, "/zrv/svc/([^/]+)/logfile"), SimHttp::handler(this, &SimMainService::meetingLog));
+    routes.get(SimHttp::route(base, "/zrv/svc/([^/]+)/logfile"), SimHttp::handler(this, &SimMainService::meetingLog));
 }
 
 void SimMainService::meetings(const httplib::Request &req, httplib::Response &res)
@@ -172,6 +176,11 @@ void SimMainService::infoUpdate(const httplib::Request &req, httplib::Response &
     const QString accountId = m_store.authoriseWithBody(req, res, source(), &body);
     if (accountId.isEmpty())
         return;
+    const QString wrong = SimLiveRecordCheck::firstWrongField(body);
+    if (!wrong.isEmpty()) {
+        SimHttp::error(res, 400, wrong, source());
+        return;
+    }
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
     const qint64 key = m_store.changeableMeeting(req, res, source(), accountId);
@@ -201,7 +210,8 @@ void SimMainService::command(const httplib::Request &req, httplib::Response &res
     const QJsonArray params = body.value(QStringLiteral("params")).toArray();
     std::lock_guard<std::mutex> lock(m_store.mutex());
     SimState &s = m_store.state();
-    const qint64 key = m_store.routeMeeting(req, res, source());
+    // Moderating a meeting is for its owner and the administrators, as changing it is.
+    const qint64 key = m_store.changeableMeeting(req, res, source(), accountId);
     if (key < 0)
         return;
     const QString meetingId = s.meetings.value(key).value(QStringLiteral("meetingId")).toString();
@@ -297,20 +307,23 @@ void SimMainService::s3Token(const httplib::Request &req, httplib::Response &res
     if (accountId.isEmpty())
         return;
     std::lock_guard<std::mutex> lock(m_store.mutex());
-    const QJsonObject storage = m_store.state().accounts.value(accountId).value(QStringLiteral("storage")).toObject();
+    const QJsonObject account = m_store.state().accounts.value(accountId);
+    const QJsonObject storage = account.value(QStringLiteral("storage")).toObject();
     const QString mode = storage.value(QStringLiteral("Modus")).toString().toUpper();
     if (mode != QLatin1String("MINIO") && mode != QLatin1String("S3")) {
         SimHttp::error(res, 404, QStringLiteral("No object store configured for this account"), source());
         return;
     }
+    // The storage kind travels in "Arn"; an Amazon S3 account works in the one fixed bucket.
+    const bool amazon = mode == QLatin1String("S3");
     SimHttp::json(res, QJsonObject{
         {QStringLiteral("AccessKeyId"), m_options.s3AccessKey},
         {QStringLiteral("SecretAccessKey"), m_options.s3SecretKey},
         {QStringLiteral("SessionToken"), QStringLiteral("st.") + SimHttp::randomToken(18)},
-        {QStringLiteral("AssumedRoleId"), storage.value(QStringLiteral("Folder")).toString()},
-        {QStringLiteral("Arn"), QStringLiteral("MINIO")},
+        {QStringLiteral("AssumedRoleId"), SimSeedData::assumedRoleId(accountId, account.value(QStringLiteral("userId")).toString())},
+        {QStringLiteral("Arn"), amazon ? QStringLiteral("S3") : QStringLiteral("MINIO")},
         {QStringLiteral("Expiration"), SimHttp::textDate(QDateTime::currentDateTimeUtc().addSecs(m_options.s3KeyLifetime))},
-        {QStringLiteral("Bucket"), m_options.s3Bucket},
+        {QStringLiteral("Bucket"), amazon ? SimSeedData::amazonBucket() : m_options.s3Bucket},
         {QStringLiteral("Endpoint"), m_options.s3Endpoint},
     });
 }

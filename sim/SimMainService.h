@@ -12,7 +12,7 @@ public:
     using SimService::SimService;
     // False with *error when --console-update-file cannot be read.
     bool prepare(QString *error);
-    void registerRoutes(httplib::Server &server);
+    void registerRoutes(SimRoutes &routes);
 
     static QString source();
 

@@ -1,6 +1,7 @@
 #include "SimRegistryService.h"
 
 #include "SimHttp.h"
+#include "SimRoutes.h"
 
 #include <httplib.h>
 
@@ -37,13 +38,14 @@ QString newMeetingId(const SimState &s)
 
 } // namespace
 
-void SimRegistryService::registerRoutes(httplib::Server &server)
+void SimRegistryService::registerRoutes(SimRoutes &routes)
 {
     const QString base = m_options.meetingBase;
-    server.Get(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::list));
-    server.Post(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::create));
-    server.Patch(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::update));
-    server.Delete(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::remove));
+    routes.setSource(source);
+    routes.get(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::list));
+    routes.post(SimHttp::route(base, "/meetings"), SimHttp::handler(this, &SimRegistryService::create));
+    routes.patch(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::update));
+    routes.del(SimHttp::route(base, "/meetings/([^/]+)"), SimHttp::handler(this, &SimRegistryService::remove));
 }
 
 void SimRegistryService::list(const httplib::Request &req, httplib::Response &res)

@@ -8,7 +8,7 @@ class SimRegistryService : public SimService
 {
 public:
     using SimService::SimService;
-    void registerRoutes(httplib::Server &server);
+    void registerRoutes(SimRoutes &routes);
 
 private:
     void list(const httplib::Request &req, httplib::Response &res);

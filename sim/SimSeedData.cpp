@@ -32,6 +32,13 @@ QString SimSeedData::passwordHash(const QString &password)
     return QString::fromLatin1(QCryptographicHash::hash(password.toUtf8(), QCryptographicHash::Sha512).toBase64());
 }
 
+QString SimSeedData::assumedRoleId(const QString &accountId, const QString &login)
+{
+    QString digits = accountId;
+    digits.remove(QLatin1Char('-'));
+    return QStringLiteral("AROAZRVSIM") + digits.right(11).toUpper() + QLatin1Char(':') + login;
+}
+
 QJsonObject SimSeedData::account(const QString &id, const QString &login, const QString &password,
                                  const QString &first, const QString &last, const QStringList &roles) const
 {
@@ -67,6 +74,44 @@ QJsonObject SimSeedData::minioStorage(const QString &folder, bool fixedCredentia
     };
 }
 
+QJsonObject SimSeedData::storageFor(const QString &login) const
+{
+    if (login == QLatin1String("cloud")) {
+        return QJsonObject{
+            {QStringLiteral("group"), QStringLiteral("S3_Config_NextCloud")},
+            {QStringLiteral("Modus"), QStringLiteral("NextCloud")},
+            {QStringLiteral("User"), QStringLiteral("cloud")},
+            {QStringLiteral("Pass"), QStringLiteral("cloud123")},
+            {QStringLiteral("Folder"), QString()},
+            {QStringLiteral("Address"), m_options.webdavUrl},
+            {QStringLiteral("Bucket"), QString()},
+        };
+    }
+    if (login == QLatin1String("amazon")) {
+        // Amazon S3 always goes through temporary keys.
+        QJsonObject s = minioStorage(login, false);
+        s.insert(QStringLiteral("group"), QStringLiteral("S3_Config_AWS"));
+        s.insert(QStringLiteral("Modus"), QStringLiteral("S3"));
+        s.insert(QStringLiteral("Bucket"), amazonBucket());
+        return s;
+    }
+    if (login == QLatin1String("nomode")) {
+        // A storage group whose mode the console does not know.
+        return QJsonObject{
+            {QStringLiteral("group"), QStringLiteral("S3_Config_FTP")},
+            {QStringLiteral("Modus"), QStringLiteral("FTP")},
+            {QStringLiteral("User"), login},
+            {QStringLiteral("Pass"), QStringLiteral("nomode123")},
+            {QStringLiteral("Folder"), login},
+            {QStringLiteral("Address"), QStringLiteral("ftp://127.0.0.1:2121")},
+            {QStringLiteral("Bucket"), QString()},
+        };
+    }
+    if (login == QLatin1String("nostorage"))
+        return QJsonObject();
+    return minioStorage(login, login != QLatin1String("groupadmin"));
+}
+
 SimState SimSeedData::build() const
 {
     SimState s;
@@ -80,30 +125,35 @@ SimState SimSeedData::build() const
         {"8d1f0c52-0a6e-4c1b-9a51-000000000005", "inactive", "inactive123", "Ingrid", "Inactive", {presenter}},
         {"8d1f0c52-0a6e-4c1b-9a51-000000000006", "cloud", "cloud123", "Claus", "Cloud", {presenter}},
         {"8d1f0c52-0a6e-4c1b-9a51-000000000007", "nostorage", "nostorage123", "Nora", "Nostorage", {presenter}},
+        {"8d1f0c52-0a6e-4c1b-9a51-000000000008", "amazon", "amazon123", "Anja", "Amazon", {presenter}},
+        {"8d1f0c52-0a6e-4c1b-9a51-000000000009", "nomode", "nomode123", "Noah", "Nomode", {presenter}},
+        {"8d1f0c52-0a6e-4c1b-9a51-000000000010", "small", "small123", "Siri", "Small", {presenter}},
+        {"8d1f0c52-0a6e-4c1b-9a51-000000000011", "trial", "trial123", "Tore", "Trial", {presenter}},
     };
     for (const Seed &seed : seeds) {
         QJsonObject a = account(QLatin1String(seed.id), QLatin1String(seed.login), QLatin1String(seed.password),
                                 QLatin1String(seed.first), QLatin1String(seed.last), seed.roles);
         const QString login = QLatin1String(seed.login);
-        if (login == QLatin1String("cloud")) {
-            a.insert(QStringLiteral("storage"), QJsonObject{
-                {QStringLiteral("group"), QStringLiteral("S3_Config_NextCloud")},
-                {QStringLiteral("Modus"), QStringLiteral("NextCloud")},
-                {QStringLiteral("User"), QStringLiteral("cloud")},
-                {QStringLiteral("Pass"), QStringLiteral("cloud123")},
-                {QStringLiteral("Folder"), QString()},
-                {QStringLiteral("Address"), m_options.webdavUrl},
-                {QStringLiteral("Bucket"), QString()},
-            });
-        } else if (login != QLatin1String("nostorage")) {
-            a.insert(QStringLiteral("storage"), minioStorage(login, login != QLatin1String("groupadmin")));
-        }
+        const QJsonObject storage = storageFor(login);
+        if (!storage.isEmpty())
+            a.insert(QStringLiteral("storage"), storage);
         if (login == QLatin1String("inactive"))
             a.insert(QStringLiteral("status"), QStringLiteral("inactive"));
         if (login == QLatin1String("presenter"))
             a.insert(QStringLiteral("licence"), QJsonObject{{QStringLiteral("StorageSize"), 1024},
                                                             {QStringLiteral("TrialDays"), 0},
                                                             {QStringLiteral("CountEndlessMeetings"), 1}});
+        if (login == QLatin1String("small"))
+            a.insert(QStringLiteral("licence"), QJsonObject{{QStringLiteral("StorageSize"), 5},
+                                                            {QStringLiteral("TrialDays"), 0},
+                                                            {QStringLiteral("CountEndlessMeetings"), 2}});
+        if (login == QLatin1String("trial")) {
+            // Four days into a fourteen-day trial: ten days left.
+            a.insert(QStringLiteral("created"), QDate::currentDate().addDays(-4).toString(Qt::ISODate));
+            a.insert(QStringLiteral("licence"), QJsonObject{{QStringLiteral("StorageSize"), -1},
+                                                            {QStringLiteral("TrialDays"), 14},
+                                                            {QStringLiteral("CountEndlessMeetings"), 2}});
+        }
         s.accounts.insert(a.value(QStringLiteral("id")).toString(), a);
     }
     s.logService(QStringLiteral("Zarvo service %1 starting").arg(m_options.serviceVersion));

@@ -7,11 +7,13 @@
 #include <QJsonDocument>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 SimServer::SimServer(const SimOptions &options)
     : m_options(options)
     , m_server(new httplib::Server)
+    , m_routes(*m_server)
     , m_store(options)
     , m_faults(options)
     , m_auth(options, m_store)
@@ -34,11 +36,16 @@ bool SimServer::prepare(QString *error)
     // Hanging requests hold a worker each, so keep plenty in reserve.
     m_server->new_task_queue = [] { return new httplib::ThreadPool(32); };
     m_server->set_keep_alive_max_count(1000);
+    m_server->set_payload_max_length(maxBodyBytes);
     m_faults.install(*m_server);
-    m_auth.registerRoutes(*m_server);
-    m_registry.registerRoutes(*m_server);
-    m_main.registerRoutes(*m_server);
-    m_assets.registerRoutes(*m_server);
+    m_server->set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
+        return beforeRouting(req, res) ? httplib::Server::HandlerResponse::Handled : httplib::Server::HandlerResponse::Unhandled;
+    });
+    m_server->set_error_handler(httplib::Server::Handler(SimHttp::handler(this, &SimServer::completeError)));
+    m_auth.registerRoutes(m_routes);
+    m_registry.registerRoutes(m_routes);
+    m_main.registerRoutes(m_routes);
+    m_assets.registerRoutes(m_routes);
     m_server->Get("/_sim/health", SimHttp::handler(this, &SimServer::health));
     m_server->Post("/_sim/reset", SimHttp::handler(this, &SimServer::reset));
     m_server->Post("/_sim/save", SimHttp::handler(this, &SimServer::save));
@@ -88,6 +95,44 @@ void SimServer::logRequest(const httplib::Request &req, const httplib::Response 
     std::lock_guard<std::mutex> lock(m_store.mutex());
     m_store.state().logService(QStringLiteral("%1 %2 -> %3").arg(QString::fromStdString(req.method),
                                                                   QString::fromStdString(req.path)).arg(res.status));
+}
+
+bool SimServer::beforeRouting(const httplib::Request &req, httplib::Response &res)
+{
+    QString source;
+    bool answered = m_faults.intercept(req, res)
+        || (req.path.rfind("/_sim/", 0) != 0 && m_routes.needsToken(req.method, req.path, &source)
+            && m_store.authorise(req, res, source).isEmpty());
+    // An announced length over the limit is refused at once rather than read and thrown away.
+    if (!answered && std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) > maxBodyBytes) {
+        res.status = 413;
+        answered = true;
+    }
+    // A body left unread would be taken for the next request on this connection.
+    if (answered && (req.has_header("Content-Length") || req.has_header("Transfer-Encoding")))
+        res.set_header("Connection", "close");
+    return answered;
+}
+
+void SimServer::completeError(const httplib::Request &req, httplib::Response &res)
+{
+    if (!res.body.empty())
+        return;
+    const QString source = QStringLiteral("zarvo-sim");
+    const QString path = QString::fromStdString(req.path);
+    if (res.status == 404) {
+        const QStringList allowed = m_routes.methodsFor(req.path);
+        if (!allowed.isEmpty()) {
+            SimHttp::error(res, 405, QStringLiteral("Method %1 not allowed on %2").arg(QString::fromStdString(req.method), path), source);
+            res.set_header("Allow", allowed.join(QStringLiteral(", ")).toStdString());
+            return;
+        }
+        SimHttp::error(res, 404, QStringLiteral("No such path: %1").arg(path), source);
+    } else if (res.status == 413) {
+        SimHttp::error(res, 413, QStringLiteral("Request body larger than %1 bytes").arg(maxBodyBytes), source);
+    } else {
+        SimHttp::error(res, res.status, QStringLiteral("Bad request"), source);
+    }
 }
 
 void SimServer::health(const httplib::Request &, httplib::Response &res)

@@ -7,6 +7,7 @@
 #include "SimMainService.h"
 #include "SimOptions.h"
 #include "SimRegistryService.h"
+#include "SimRoutes.h"
 #include "SimStateStore.h"
 
 #include <memory>
@@ -41,9 +42,14 @@ private:
     void dump(const httplib::Request &req, httplib::Response &res);
     void tick(const httplib::Request &req, httplib::Response &res);
     void logRequest(const httplib::Request &req, const httplib::Response &res);
+    // Fault switches first, then the token of a route that needs one, before any body is read.
+    bool beforeRouting(const httplib::Request &req, httplib::Response &res);
+    // Gives the replies the server makes on its own (404, 405, 413, ...) a JSON error body.
+    void completeError(const httplib::Request &req, httplib::Response &res);
 
     const SimOptions &m_options;
     std::unique_ptr<httplib::Server> m_server;
+    SimRoutes m_routes;
     SimStateStore m_store;
     SimFaultInjector m_faults;
     SimAuthService m_auth;
@@ -52,4 +58,8 @@ private:
     SimAssetService m_assets;
     SimLifeSimulator m_life;
     int m_port = -1;
+
+public:
+    // Request bodies above this size are refused with 413.
+    static constexpr size_t maxBodyBytes = 16 * 1024 * 1024;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SimOptions.h"
+#include "SimRoutes.h"
 #include "SimStateStore.h"
 
 namespace httplib {

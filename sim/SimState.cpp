@@ -136,6 +136,14 @@ bool SimState::fromJson(const QJsonObject &root, QString *error)
         s.nextMeetingId = qMax(s.nextMeetingId, s.meetings.lastKey() + 1);
     if (!s.banlist.isEmpty())
         s.nextBanId = qMax(s.nextBanId, s.banlist.lastKey() + 1);
+    for (const QString &id : s.bundles.keys()) {
+        if (id.startsWith(QLatin1String("ab-")))
+            s.nextBundleId = qMax(s.nextBundleId, id.mid(3).toInt() + 1);
+    }
+    for (const QJsonObject &info : s.live) {
+        for (const QJsonValue &member : info.value(QStringLiteral("clients")).toArray())
+            s.nextMemberId = qMax(s.nextMemberId, member.toObject().value(QStringLiteral("Id")).toInt() + 1);
+    }
     *this = s;
     return true;
 }
@@ -210,6 +218,14 @@ void SimState::dropExpiredTokens(qint64 nowMs)
     }
 }
 
+QStringList SimState::aliases(const QString &meetingId) const
+{
+    QStringList names;
+    for (const QJsonValue &m : live.value(meetingId.toLower()).value(QStringLiteral("clients")).toArray())
+        names << m.toObject().value(QStringLiteral("Alias")).toString();
+    return names;
+}
+
 QJsonObject &SimState::liveFor(const QJsonObject &meeting)
 {
     const QString meetingId = meeting.value(QStringLiteral("meetingId")).toString();
@@ -262,9 +278,14 @@ void SimState::stopMeeting(qint64 key, const QString &why)
     logService(QStringLiteral("Meeting %1 stopped: %2").arg(meetingId, why));
 }
 
-QJsonObject SimState::addMember(const QString &meetingId, const QString &alias, const QString &role)
+QJsonObject SimState::addMember(const QString &meetingId, const QString &wantedAlias, const QString &role)
 {
     const int id = nextMemberId++;
+    // Two members of one meeting never share a name; a taken one gets a number.
+    const QStringList taken = aliases(meetingId);
+    QString alias = wantedAlias;
+    for (int n = 2; taken.contains(alias); ++n)
+        alias = QStringLiteral("%1 %2").arg(wantedAlias).arg(n);
     const QJsonObject member{
         {QStringLiteral("Id"), id},
         {QStringLiteral("Alias"), alias},

@@ -63,5 +63,7 @@ public:
     // Registry status and live record move together; both write the meeting's log.
     void startMeeting(qint64 key, int minutes);
     void stopMeeting(qint64 key, const QString &why);
-    QJsonObject addMember(const QString &meetingId, const QString &alias, const QString &role);
+    // Adds a member under the wanted name, or under that name and a number when it is taken.
+    QJsonObject addMember(const QString &meetingId, const QString &wantedAlias, const QString &role);
+    QStringList aliases(const QString &meetingId) const;
 };

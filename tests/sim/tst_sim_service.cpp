@@ -232,27 +232,33 @@ void tst_sim_service::temporaryKeys_data()
 {
     QTest::addColumn<QString>("login");
     QTest::addColumn<QString>("password");
-    QTest::addColumn<QString>("folder"); // empty: no object store
-    QTest::newRow("presenter's folder") << "presenter" << "presenter123" << "presenter";
-    QTest::newRow("group administrator without fixed keys") << "groupadmin" << "group123" << "groupadmin";
-    QTest::newRow("NextCloud account has no object store") << "cloud" << "cloud123" << "";
+    QTest::addColumn<QString>("arn"); // empty: no object store
+    QTest::addColumn<QString>("roleId");
+    QTest::addColumn<QString>("bucket");
+    QTest::newRow("MinIO presenter: role id, colon, login") << "presenter" << "presenter123" << "MINIO" << "AROAZRVSIM00000000003:presenter" << "zarvo";
+    QTest::newRow("group administrator without fixed keys") << "groupadmin" << "group123" << "MINIO" << "AROAZRVSIM00000000002:groupadmin" << "zarvo";
+    QTest::newRow("Amazon S3 account: its kind and the fixed bucket") << "amazon" << "amazon123" << "S3" << "AROAZRVSIM00000000008:amazon" << "bvkzrv";
+    QTest::newRow("NextCloud account has no object store") << "cloud" << "cloud123" << "" << "" << "";
+    QTest::newRow("unknown storage mode has no object store") << "nomode" << "nomode123" << "" << "" << "";
 }
 
 void tst_sim_service::temporaryKeys()
 {
     QFETCH(QString, login);
     QFETCH(QString, password);
-    QFETCH(QString, folder);
+    QFETCH(QString, arn);
+    QFETCH(QString, roleId);
+    QFETCH(QString, bucket);
     S *api = client<S>(login, password);
     SimOutcome o;
     const ZRVS3TempAccessKey key = std::get<0>(simCall(api, &S::s3TempAccessKeySignal, &S::s3TempAccessKeySignalE, [&] { api->s3TempAccessKey(); }, &o));
-    QCOMPARE(o.errorCode(), folder.isEmpty() ? 404 : 0);
-    if (folder.isEmpty())
+    QCOMPARE(o.errorCode(), arn.isEmpty() ? 404 : 0);
+    if (arn.isEmpty())
         return;
-    QCOMPARE(key.getArn(), QStringLiteral("MINIO"));
-    QCOMPARE(key.getAssumedRoleId(), folder);
+    QCOMPARE(key.getArn(), arn);
+    QCOMPARE(key.getAssumedRoleId(), roleId);
     QCOMPARE(key.getEndpoint(), QStringLiteral("http://127.0.0.1:9555"));
-    QCOMPARE(key.getBucket(), QStringLiteral("zarvo"));
+    QCOMPARE(key.getBucket(), bucket);
     QVERIFY(!key.getSessionToken().isEmpty());
     const QDateTime expiry = QDateTime::fromString(key.getExpiration(), Qt::TextDate);
     QVERIFY2(QDateTime::currentDateTimeUtc().secsTo(expiry) > 3000, qPrintable(key.getExpiration()));
