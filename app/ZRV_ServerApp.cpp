@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QProgressBar>
+#include <QResizeEvent>
 #include <QSettings>
 #include <QTimer>
 
@@ -179,6 +180,9 @@ void ZRV_ServerApp::initConsole()
 
     m_progressBar->setRange(0, 1);
     m_progressBar->setValue(0);
+    // The queue table lays out its columns on a resize; give it one now.
+    QResizeEvent queueResize(ui->tblProgress->size(), ui->tblProgress->size());
+    QCoreApplication::sendEvent(ui->tblProgress, &queueResize);
 
     QTableWidget *assets = ui->tblAssets;
     assets->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
