@@ -1,11 +1,18 @@
 #include "MultipartDownload.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QThread>
 
 #include <cstdio>
 #include <memory>
+
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
 
 #include "S3Transport.h"
 #include "TransferJournal.h"
@@ -15,8 +22,21 @@ namespace BVK_AWS {
 namespace {
 
 const QString kKind = QStringLiteral("download");
-constexpr int kMaxFailures = 3;
-constexpr int kPumpMs = 200;
+constexpr int kPumpMs = 100;
+
+// Puts the finished file in the place of `to` in one move, also where `to`
+// exists: on Windows rename() refuses that, and it takes 8-bit names there.
+bool replaceFile(const QString &from, const QString &to)
+{
+#ifdef Q_OS_WIN
+    return MoveFileExW(reinterpret_cast<const wchar_t *>(QDir::toNativeSeparators(from).utf16()),
+                       reinterpret_cast<const wchar_t *>(QDir::toNativeSeparators(to).utf16()),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
+           != 0;
+#else
+    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+#endif
+}
 
 QAWSException localFailure(const QString &path, const QString &why)
 {
@@ -34,6 +54,8 @@ MultipartDownload::MultipartDownload(S3Transport &transport, const QString &buck
     , m_path(path)
     , m_journal(TransferJournal::id(kKind, transport.identity(), bucket, key, path))
 {
+    // Two downloads onto one target never share a partial file.
+    m_partPath = path + QLatin1Char('.') + m_journal.section(QLatin1Char('-'), 1).left(12) + QStringLiteral(".part");
     TransferJournal::setLast(kKind, m_journal);
 }
 
@@ -62,6 +84,15 @@ bool MultipartDownload::anyInFlight() const
             return true;
     }
     return false;
+}
+
+bool MultipartDownload::allDone() const
+{
+    for (const Segment &s : m_segments) {
+        if (s.done < s.length)
+            return false;
+    }
+    return true;
 }
 
 bool MultipartDownload::anyRunning() const
@@ -163,8 +194,11 @@ void MultipartDownload::startStream(Segment &s, qint64 share)
     auto *call = new S3Call;
     call->bucket = m_bucket;
     call->key = m_key;
+    if (m_noRanges)
+        s.done = 0; // nothing can be asked for from the middle
     const qint64 from = s.start + s.done;
-    if (from > 0 || s.length < m_size) {
+    const bool ranged = from > 0 || s.length < m_size;
+    if (ranged) {
         call->headers = {{"range", QByteArray("bytes=") + QByteArray::number(from) + '-'
                                        + QByteArray::number(s.start + s.length - 1)}};
     }
@@ -173,7 +207,7 @@ void MultipartDownload::startStream(Segment &s, qint64 share)
     call->sinkFile = &m_file;
     call->sinkOffset = from;
     call->sinkLimit = s.length - s.done;
-    call->sinkPartialOnly = from > 0;
+    call->sinkPartialOnly = ranged;
     call->holdAt = share;
     call->owner = this;
     s.call = call;
@@ -182,10 +216,22 @@ void MultipartDownload::startStream(Segment &s, qint64 share)
 
 void MultipartDownload::topUp(qint64 share)
 {
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
     for (Segment &s : m_segments) {
-        if (!s.call && s.done < s.length)
+        if (!s.call && s.done < s.length && s.retry.notBefore <= now)
             startStream(s, share);
     }
+}
+
+void MultipartDownload::restartWhole()
+{
+    // The store ignores ranges: one plain GET from byte 0 is all that works.
+    dropInFlight();
+    m_noRanges = true;
+    Segment whole;
+    whole.length = m_size;
+    m_segments = {whole};
+    saveJournal();
 }
 
 void MultipartDownload::dropInFlight()
@@ -214,13 +260,22 @@ void MultipartDownload::retire(S3Call *finished)
     segment->call = nullptr;
     segment->done += call->sunk;
     if (call->sunk > 0)
-        segment->failures = 0;
+        segment->retry = RetryState();
+    if (call->rangeIgnored) {
+        restartWhole();
+        return;
+    }
     if (call->ok() && segment->done == segment->length)
         return;
 
-    const bool cut = call->curlCode != 0 || call->status >= 500 || (call->ok() && segment->done < segment->length);
-    if (cut && !call->sinkFailed && ++segment->failures <= kMaxFailures)
-        return; // topUp opens the stream again from where it stopped
+    // topUp opens the stream again from where it stopped, after a pause.
+    if (S3Transport::retryLater(*call, segment->retry))
+        return;
+    if (call->ok() && segment->retry.failures < 3) {
+        // A body that ended early without a transport error.
+        segment->retry.notBefore = QDateTime::currentMSecsSinceEpoch() + (500LL << segment->retry.failures++);
+        return;
+    }
     dropInFlight();
     if (call->status == 412) {
         // The object changed under us: what is on disk is of no use any more.
@@ -237,8 +292,8 @@ MPInfo MultipartDownload::finish()
     if (!m_file.flush())
         throw localFailure(partPath(), m_file.errorString());
     m_file.close();
-    // rename() replaces the old file in one move, so there is never a moment without one.
-    if (std::rename(QFile::encodeName(partPath()).constData(), QFile::encodeName(m_path).constData()) != 0)
+    // One move replaces the old file, so there is never a moment without one.
+    if (!replaceFile(partPath(), m_path))
         throw localFailure(m_path, QStringLiteral("the finished download could not take its place"));
     TransferJournal::remove(m_journal);
     m_finished = true;
@@ -261,19 +316,38 @@ MPInfo MultipartDownload::step()
         }
     }
     topUp(share);
-    while (anyRunning()) {
+    QElapsedTimer clock;
+    clock.start();
+    // Until every stream holds or the step's second is up; streams waiting to
+    // be tried again count as running.
+    for (;;) {
         if (S3Call *call = m_transport.collect(this)) {
             retire(call);
             topUp(share);
-        } else if (anyRunning()) {
-            // Not once all streams hold: nothing would wake the wait.
-            m_transport.waitForActivity(kPumpMs);
+            continue;
         }
+        const bool waiting = !anyInFlight() && !allDone();
+        if (!anyRunning() && !waiting)
+            break;
+        if (clock.elapsed() >= kStepMs)
+            break;
+        if (anyRunning())
+            m_transport.waitForActivity(kPumpMs); // not once all hold: nothing would wake it
+        else
+            QThread::msleep(kPumpMs / 4);
+        topUp(share);
     }
-    if (!anyInFlight())
+    if (!anyInFlight() && allDone())
         return finish();
     saveJournal();
     return info(false);
+}
+
+void MultipartDownload::park()
+{
+    dropInFlight();
+    if (m_begun && !m_finished)
+        saveJournal();
 }
 
 void MultipartDownload::abort()

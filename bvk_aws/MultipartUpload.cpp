@@ -1,8 +1,10 @@
 #include "MultipartUpload.h"
 
+#include <QDateTime>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QThread>
 
 #include "S3Transport.h"
 #include "S3Xml.h"
@@ -16,7 +18,7 @@ const QString kKind = QStringLiteral("upload");
 constexpr qint64 kMiB = 1024 * 1024;
 constexpr qint64 kMaxPart = 16 * kMiB;
 constexpr int kMaxParts = 10000;
-constexpr int kMaxRetries = 3;
+constexpr int kPumpMs = 100;
 
 QAWSException localFailure(const QString &path, const QString &why)
 {
@@ -63,11 +65,30 @@ qint64 MultipartUpload::partLength(int index) const
     return qMin(m_partSize, m_size - qint64(index) * m_partSize);
 }
 
+qint64 MultipartUpload::movedNow() const
+{
+    qint64 moving = 0;
+    for (const S3Call *call : m_inFlight)
+        moving += call->sent;
+    return m_done + moving;
+}
+
+bool MultipartUpload::allSent() const
+{
+    for (const QString &etag : m_etags) {
+        if (etag.isEmpty())
+            return false;
+    }
+    return true;
+}
+
 MPInfo MultipartUpload::info(bool finished, const QString &etag) const
 {
     MPInfo out;
     out.size = m_size;
-    out.progress = finished ? m_size : m_done;
+    // Parts cut by a pause are sent again; the display does not go back for it.
+    m_reported = qMax(m_reported, qMin(movedNow(), m_size));
+    out.progress = finished ? m_size : m_reported;
     const qint64 ms = m_clock.isValid() ? qMax<qint64>(1, m_clock.elapsed()) : 1;
     out.bytespersecond = qint32(qMin<qint64>(m_movedHere * 1000 / ms, std::numeric_limits<qint32>::max()));
     out.finished = finished;
@@ -93,25 +114,62 @@ void MultipartUpload::begin()
     m_partSize = partSizeFor(m_size);
     const int parts = int((m_size + m_partSize - 1) / m_partSize);
     m_etags = QVector<QString>(parts);
-    m_retries = QVector<int>(parts, 0);
+    m_retries = QVector<RetryState>(parts);
 
     const QJsonObject saved = TransferJournal::load(m_journal);
     if (saved.value(QStringLiteral("size")).toDouble() == double(m_size)
         && saved.value(QStringLiteral("mtime")).toDouble() == double(m_mtime)
         && saved.value(QStringLiteral("partSize")).toDouble() == double(m_partSize)
         && !saved.value(QStringLiteral("uploadId")).toString().isEmpty()) {
-        m_uploadId = saved.value(QStringLiteral("uploadId")).toString();
-        const QJsonArray etags = saved.value(QStringLiteral("etags")).toArray();
-        for (int i = 0; i < parts && i < etags.size(); ++i) {
-            m_etags[i] = etags.at(i).toString();
-            if (!m_etags[i].isEmpty())
-                m_done += partLength(i);
-        }
-        return;
-    }
-    if (!saved.isEmpty())
+        if (adoptSaved(saved))
+            return;
+        // The store no longer knows it: completed meanwhile, or given up.
+        TransferJournal::remove(m_journal);
+    } else if (!saved.isEmpty()) {
         abortJournaled(m_transport, m_journal);
+    }
     beginMultipart();
+}
+
+bool MultipartUpload::adoptSaved(const QJsonObject &saved)
+{
+    const QString uploadId = saved.value(QStringLiteral("uploadId")).toString();
+    // What the store holds is what counts: the journal may be behind it, or
+    // ahead of it after a completion that failed half-way.
+    QHash<int, S3Part> stored;
+    QString marker;
+    do {
+        S3Call call;
+        call.bucket = m_bucket;
+        call.key = m_key;
+        call.query = {{QStringLiteral("uploadId"), uploadId}};
+        if (!marker.isEmpty())
+            call.query.append({QStringLiteral("part-number-marker"), marker});
+        m_transport.run(call);
+        if (call.status == 404)
+            return false;
+        if (!call.ok())
+            throw S3Transport::failure(call, QStringLiteral("Resuming the upload of \"%1\"").arg(m_key));
+        S3PartsPage page;
+        if (!S3Xml::parsePartsPage(call.reply, &page)) {
+            throw QAWSException(int(call.status), QStringLiteral("MalformedReply"),
+                                QStringLiteral("The store's list of the parts of \"%1\" could not be read.").arg(m_key));
+        }
+        for (const S3Part &part : qAsConst(page.parts))
+            stored.insert(part.number, part);
+        marker = page.truncated ? page.nextMarker : QString();
+    } while (!marker.isEmpty());
+
+    m_uploadId = uploadId;
+    m_done = 0;
+    for (int i = 0; i < m_etags.size(); ++i) {
+        const auto it = stored.constFind(i + 1);
+        m_etags[i] = it != stored.constEnd() && it->size == partLength(i) ? it->etag : QString();
+        if (!m_etags[i].isEmpty())
+            m_done += partLength(i);
+    }
+    saveJournal();
+    return true;
 }
 
 void MultipartUpload::beginMultipart()
@@ -178,8 +236,9 @@ void MultipartUpload::topUp()
         abort();
         throw localFailure(m_path, QStringLiteral("the file changed while it was being uploaded"));
     }
+    const qint64 clock = QDateTime::currentMSecsSinceEpoch();
     for (int i = 0; i < m_etags.size() && m_inFlight.size() < kInFlight; ++i) {
-        if (m_etags.at(i).isEmpty() && !m_inFlight.contains(i))
+        if (m_etags.at(i).isEmpty() && !m_inFlight.contains(i) && m_retries.at(i).notBefore <= clock)
             startPart(i);
     }
 }
@@ -213,13 +272,13 @@ void MultipartUpload::retire(S3Call *call)
         if (why.name != QLatin1String("NoSuchUpload"))
             throw why;
         m_etags.fill(QString());
+        m_retries.fill(RetryState());
         m_done = 0;
         beginMultipart();
         return;
     }
-    const bool transient = call->curlCode != 0 || call->status >= 500;
-    if (transient && ++m_retries[index] <= kMaxRetries)
-        return; // topUp sends it again
+    if (S3Transport::retryLater(*call, m_retries[index]))
+        return; // topUp sends it again once its pause is over
     dropInFlight();
     throw S3Transport::failure(*call, QStringLiteral("Uploading \"%1\"").arg(m_key));
 }
@@ -233,11 +292,21 @@ MPInfo MultipartUpload::complete()
     call.query = {{QStringLiteral("uploadId"), m_uploadId}};
     call.headers = {{"content-type", "application/xml"}};
     call.body = S3Xml::completeBody(m_etags.toList());
-    m_transport.runChecked(call, QStringLiteral("Completing the upload of \"%1\"").arg(m_key));
+    m_transport.run(call);
     // A completion can fail after its 200 status line; the body then holds an <Error>.
     S3ErrorReply error;
-    if (S3Xml::parseError(call.reply, &error))
-        throw QAWSException(int(call.status), error.code, error.message);
+    const bool errorBody = S3Xml::parseError(call.reply, &error);
+    if (!call.ok() || errorBody) {
+        const QAWSException why = call.ok() ? QAWSException(int(call.status), error.code, error.message)
+                                            : S3Transport::failure(call, QStringLiteral("Completing the upload of \"%1\"").arg(m_key));
+        // A store that refuses the parts as they are will refuse them again:
+        // the next try starts afresh. After a passing fault the journal stays,
+        // and the next try asks the store what it holds.
+        if (call.status >= 400 && call.status < 500)
+            abort();
+        m_file.close();
+        throw why;
+    }
     const QString etag = S3Xml::parseCompleteETag(call.reply);
     TransferJournal::remove(m_journal);
     m_file.close();
@@ -267,16 +336,31 @@ MPInfo MultipartUpload::step()
         return info(true);
 
     topUp();
-    if (m_inFlight.isEmpty())
-        return complete();
-    S3Call *call = m_transport.waitAny(this);
-    if (call)
-        retire(call);
-    // Keep the pipe full while the caller handles its events.
-    topUp();
-    if (m_inFlight.isEmpty())
-        return complete();
+    QElapsedTimer clock;
+    clock.start();
+    const qint64 movedBefore = movedNow();
+    for (;;) {
+        if (S3Call *call = m_transport.collect(this)) {
+            retire(call);
+            topUp();
+            continue;
+        }
+        if (m_inFlight.isEmpty() && allSent())
+            return complete();
+        if (clock.elapsed() >= kStepMs || movedNow() - movedBefore >= m_partSize)
+            break;
+        if (m_inFlight.isEmpty())
+            QThread::msleep(kPumpMs / 4); // parts waiting to be tried again
+        else
+            m_transport.waitForActivity(kPumpMs);
+        topUp();
+    }
     return info(false);
+}
+
+void MultipartUpload::park()
+{
+    dropInFlight();
 }
 
 void MultipartUpload::abort()

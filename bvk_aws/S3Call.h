@@ -24,7 +24,10 @@ struct S3Call
     QFile *sinkFile = nullptr;
     qint64 sinkOffset = 0;
     qint64 sinkLimit = -1;           // more than this many bytes is a failure
-    bool sinkPartialOnly = false;    // only a 206 answer goes to the sink
+    // Set for a ranged GET: only a 206 answer goes to the sink. A store that
+    // answers 200 instead sends the whole object, so the call stops at once
+    // with `rangeIgnored` set rather than writing it to the wrong place.
+    bool sinkPartialOnly = false;
     // The transfer holds still once this many bytes are in the sink (-1: never)
     // until S3Transport::resume; it bounds what one step receives.
     qint64 holdAt = -1;
@@ -37,7 +40,9 @@ struct S3Call
     QByteArray reply;
     S3Signer::Headers replyHeaders;  // names lower-case
     qint64 sunk = 0;                 // bytes written to `sinkFile`
+    qint64 sent = 0;                 // bytes of `body` handed to the connection
     bool sinkFailed = false;
+    bool rangeIgnored = false;
 
     int tag = -1;                    // free for the caller (e.g. a part number)
     const void *owner = nullptr;     // whose collect/waitAny hands it back

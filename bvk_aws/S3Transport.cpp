@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QThread>
 #include <QUrl>
 
 #include <curl/curl.h>
@@ -44,8 +45,12 @@ size_t onWrite(char *data, size_t size, size_t count, void *user)
     auto *x = static_cast<Exchange *>(user);
     S3Call *call = x->call;
     const qint64 n = qint64(size * count);
-    // A whole object sent in answer to a range would land in the wrong place.
-    const bool success = call->status == 206 || (call->status >= 200 && call->status < 300 && !call->sinkPartialOnly);
+    if (call->sinkFile && call->sinkPartialOnly && call->status == 200) {
+        // The whole object in answer to a range: it would land in the wrong place.
+        call->rangeIgnored = true;
+        return 0;
+    }
+    const bool success = call->status >= 200 && call->status < 300;
     if (call->sinkFile && success) {
         if (call->holdAt >= 0 && call->sunk >= call->holdAt) {
             call->held = true;
@@ -92,6 +97,7 @@ size_t onRead(char *buffer, size_t size, size_t count, void *user)
         return 0;
     memcpy(buffer, body.constData() + x->readPos, size_t(n));
     x->readPos += n;
+    x->call->sent = x->readPos;
     return size_t(n);
 }
 
@@ -195,12 +201,18 @@ S3Transport::Route S3Transport::route(const QString &bucket)
 
 bool S3Transport::learnRegion(const S3Call &call)
 {
-    if (m_type != S3 || call.bucket.isEmpty())
-        return false;
-    const QString named = QString::fromLatin1(call.replyHeader("x-amz-bucket-region"));
-    if (named.isEmpty() || named == m_regions.value(call.bucket, m_defaultRegion))
+    if (call.bucket.isEmpty())
         return false;
     if (call.status != 301 && call.status != 400 && call.status != 403 && call.status != 307)
+        return false;
+    // Amazon names the region in a header, MinIO in its error reply.
+    QString named = QString::fromLatin1(call.replyHeader("x-amz-bucket-region")).trimmed();
+    if (named.isEmpty()) {
+        S3ErrorReply reply;
+        if (S3Xml::parseError(call.reply, &reply))
+            named = reply.region;
+    }
+    if (named.isEmpty() || named == m_regions.value(call.bucket, m_defaultRegion))
         return false;
     m_regions.insert(call.bucket, named);
     return true;
@@ -218,8 +230,10 @@ void S3Transport::prepare(S3Call *call)
     call->reply.clear();
     call->replyHeaders.clear();
     call->sunk = 0;
+    call->sent = 0;
     call->held = false;
     call->sinkFailed = false;
+    call->rangeIgnored = false;
 
     const Route r = route(call->bucket);
     QString path = QStringLiteral("/");
@@ -269,9 +283,9 @@ void S3Transport::prepare(S3Call *call)
     curl_easy_setopt(e, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(e, CURLOPT_HTTPHEADER, x->headers);
     curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT, 20L);
+    curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT, long(kStallSeconds));
     curl_easy_setopt(e, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME, 120L);
+    curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME, long(kStallSeconds));
     curl_easy_setopt(e, CURLOPT_BUFFERSIZE, 512L * 1024L);
     curl_easy_setopt(e, CURLOPT_UPLOAD_BUFFERSIZE, 2L * 1024L * 1024L);
     curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, onWrite);
@@ -387,26 +401,58 @@ void S3Transport::cancel(S3Call *call)
     finish(call, CURLE_ABORTED_BY_CALLBACK);
 }
 
+QString S3Transport::errorCode(const S3Call &call)
+{
+    S3ErrorReply reply;
+    return S3Xml::parseError(call.reply, &reply) ? reply.code : QString();
+}
+
+bool S3Transport::stalled(const S3Call &call)
+{
+    return call.curlCode == CURLE_OPERATION_TIMEDOUT;
+}
+
 bool S3Transport::worthRetrying(const S3Call &call)
 {
+    if (call.sinkFailed)
+        return false;
     switch (call.curlCode) {
     case CURLE_OK:
-        return call.status == 500 || call.status == 503;
+        // A store gives up on a request body that came too slowly (or not at
+        // all, while the transfer was paused) with 400 RequestTimeout.
+        return call.status == 500 || call.status == 502 || call.status == 503 || call.status == 504
+               || (call.status == 400 && errorCode(call) == QLatin1String("RequestTimeout"));
+    case CURLE_COULDNT_CONNECT:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
     case CURLE_OPERATION_TIMEDOUT:
-        return !call.sinkFailed;
+        return true;
     default:
         return false;
     }
 }
 
+bool S3Transport::retryLater(const S3Call &call, RetryState &state)
+{
+    constexpr int kMaxFailures = 3;
+    if (!worthRetrying(call) || state.failures >= kMaxFailures)
+        return false;
+    if (stalled(call) && state.stalls++ >= 1)
+        return false;
+    // 0.5, 1, 2 seconds: a store that is busy for a moment gets that moment.
+    const qint64 wait = 500LL << state.failures;
+    ++state.failures;
+    state.notBefore = QDateTime::currentMSecsSinceEpoch() + wait;
+    return true;
+}
+
 void S3Transport::run(S3Call &call)
 {
     bool relocated = false;
-    for (int attempt = 0;; ++attempt) {
+    RetryState retry;
+    for (;;) {
         call.owner = &call;
         start(&call);
         while (call.handle)
@@ -415,9 +461,11 @@ void S3Transport::run(S3Call &call)
             relocated = true;
             continue;
         }
-        if (attempt < 2 && worthRetrying(call))
-            continue;
-        return;
+        if (!retryLater(call, retry))
+            return;
+        const qint64 wait = retry.notBefore - QDateTime::currentMSecsSinceEpoch();
+        if (wait > 0)
+            QThread::msleep(quint64(wait));
     }
 }
 

@@ -11,12 +11,24 @@
 
 namespace BVK_AWS {
 
+// How often one request has failed in a way worth another try, and when the
+// next try may go out.
+struct RetryState
+{
+    int failures = 0;
+    int stalls = 0;
+    qint64 notBefore = 0;    // msecs since the epoch
+};
+
 // Signs S3 calls and runs them over libcurl, several at once when asked. It
-// knows how to address a bucket (path style on MinIO, the bucket's own host on
-// Amazon S3) and learns a bucket's region from the store's answers.
+// knows how to address a bucket (in the path, except on Amazon's own hosts,
+// where the bucket is part of the host name) and learns a bucket's region from
+// the store's answers.
 class S3Transport
 {
 public:
+    // A connection that moves no byte for this long is given up.
+    static constexpr int kStallSeconds = 10;
     S3Transport(Type type, const QString &url, const QString &user, const QString &pass,
                 const QString &sessiontoken);
     ~S3Transport();
@@ -24,8 +36,9 @@ public:
     S3Transport(const S3Transport &) = delete;
     S3Transport &operator=(const S3Transport &) = delete;
 
-    // Runs one call to its end, retrying a dropped connection or a busy store
-    // a few times, and with the right region when the store names another.
+    // Runs one call to its end, retrying a dropped or refused connection or a
+    // busy store a few times with growing pauses, and with the right region
+    // when the store names another.
     void run(S3Call &call);
     // Runs one call and throws QAWSException unless it succeeded.
     void runChecked(S3Call &call, const QString &what);
@@ -45,6 +58,11 @@ public:
 
     // The failure a finished call stands for.
     static QAWSException failure(const S3Call &call, const QString &what);
+    // Whether a failed call is worth another try; if so, counts it and sets
+    // when that try may start. A stalled connection is tried once more only.
+    static bool retryLater(const S3Call &call, RetryState &state);
+    // The store's own error code in a finished call's reply, if any.
+    static QString errorCode(const S3Call &call);
 
     Type type() const { return m_type; }
     QString identity() const;    // the endpoint, for keying saved state
@@ -63,6 +81,7 @@ private:
     void prepare(S3Call *call);
     void finish(S3Call *call, int curlCode);
     static bool worthRetrying(const S3Call &call);
+    static bool stalled(const S3Call &call);
 
     Type m_type;
     QString m_scheme;

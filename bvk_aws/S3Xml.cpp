@@ -1,5 +1,6 @@
 #include "S3Xml.h"
 
+#include <QUrl>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
@@ -32,6 +33,7 @@ QString firstText(const QByteArray &body, const QLatin1String &root, const QLati
 bool parseListPage(const QByteArray &body, S3ListPage *page, QString *error)
 {
     *page = S3ListPage();
+    bool urlEncoded = false;
     QXmlStreamReader xml(body);
     if (!xml.readNextStartElement() || xml.name() != QLatin1String("ListBucketResult")) {
         *error = xml.hasError() ? xml.errorString() : QStringLiteral("not a bucket listing");
@@ -59,6 +61,8 @@ bool parseListPage(const QByteArray &body, S3ListPage *page, QString *error)
             page->truncated = xml.readElementText().trimmed() == QLatin1String("true");
         } else if (xml.name() == QLatin1String("NextContinuationToken")) {
             page->continuationToken = xml.readElementText();
+        } else if (xml.name() == QLatin1String("EncodingType")) {
+            urlEncoded = xml.readElementText().trimmed().compare(QLatin1String("url"), Qt::CaseInsensitive) == 0;
         } else {
             xml.skipCurrentElement();
         }
@@ -66,6 +70,14 @@ bool parseListPage(const QByteArray &body, S3ListPage *page, QString *error)
     if (xml.hasError()) {
         *error = xml.errorString();
         return false;
+    }
+    if (urlEncoded) {
+        // Form encoding: a blank may come as "+", a real "+" as "%2B".
+        for (S3ListEntry &entry : page->entries) {
+            QByteArray raw = entry.key.toUtf8();
+            raw.replace('+', ' ');
+            entry.key = QUrl::fromPercentEncoding(raw);
+        }
     }
     if (page->truncated && page->continuationToken.isEmpty()) {
         *error = QStringLiteral("truncated listing without a continuation token");
@@ -85,10 +97,46 @@ bool parseError(const QByteArray &body, S3ErrorReply *reply)
             reply->code = xml.readElementText().trimmed();
         else if (xml.name() == QLatin1String("Message"))
             reply->message = xml.readElementText().trimmed();
+        else if (xml.name() == QLatin1String("Region"))
+            reply->region = xml.readElementText().trimmed();
         else
             xml.skipCurrentElement();
     }
     return !reply->code.isEmpty() || !reply->message.isEmpty();
+}
+
+bool parsePartsPage(const QByteArray &body, S3PartsPage *page)
+{
+    *page = S3PartsPage();
+    QXmlStreamReader xml(body);
+    // AWS names the root "...Result", moto "...Response".
+    if (!xml.readNextStartElement()
+        || (xml.name() != QLatin1String("ListPartsResult") && xml.name() != QLatin1String("ListPartsResponse")))
+        return false;
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("Part")) {
+            S3Part part;
+            while (xml.readNextStartElement()) {
+                if (xml.name() == QLatin1String("PartNumber"))
+                    part.number = xml.readElementText().trimmed().toInt();
+                else if (xml.name() == QLatin1String("Size"))
+                    part.size = xml.readElementText().trimmed().toLongLong();
+                else if (xml.name() == QLatin1String("ETag"))
+                    part.etag = xml.readElementText().trimmed();
+                else
+                    xml.skipCurrentElement();
+            }
+            if (part.number > 0)
+                page->parts.append(part);
+        } else if (xml.name() == QLatin1String("IsTruncated")) {
+            page->truncated = xml.readElementText().trimmed() == QLatin1String("true");
+        } else if (xml.name() == QLatin1String("NextPartNumberMarker")) {
+            page->nextMarker = xml.readElementText().trimmed();
+        } else {
+            xml.skipCurrentElement();
+        }
+    }
+    return !xml.hasError() && !(page->truncated && page->nextMarker.isEmpty());
 }
 
 QString parseUploadId(const QByteArray &body)

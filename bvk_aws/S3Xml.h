@@ -25,13 +25,31 @@ struct S3ErrorReply
 {
     QString code;
     QString message;
+    QString region;    // where the bucket lives, when the store says
+};
+
+struct S3Part
+{
+    int number = 0;
+    qint64 size = 0;
+    QString etag;
+};
+
+struct S3PartsPage
+{
+    QList<S3Part> parts;
+    bool truncated = false;
+    QString nextMarker;
 };
 
 // Readers of the store's XML replies, fed with the bytes of a reply body.
 namespace S3Xml {
 
-// A ListObjectsV2 page; false with `error` set when the body is not one.
+// A ListObjectsV2 page; false with `error` set when the body is not one. Keys
+// of a page that says it is URL-encoded come back decoded.
 bool parseListPage(const QByteArray &body, S3ListPage *page, QString *error);
+// A ListParts page; false when the body is not one.
+bool parsePartsPage(const QByteArray &body, S3PartsPage *page);
 // An <Error> document; false when the body is none (empty, HTML, other XML).
 bool parseError(const QByteArray &body, S3ErrorReply *reply);
 // The UploadId of an InitiateMultipartUploadResult; empty when absent.

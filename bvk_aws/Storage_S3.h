@@ -1,3 +1,14 @@
+// BVK_AWS: the console's client of S3 and MinIO object stores, over libcurl
+// with its own request signing.
+//
+// Unfinished transfers are journaled so that they go on where they stopped,
+// also from a new Storage_S3 object or after a restart: one small JSON file per
+// transfer in "bvk_aws-transfers" under the user's application data folder
+// (QStandardPaths::AppLocalDataLocation). A download is written beside its
+// target as "<target>.<12 hex digits>.part", the digits naming the transfer,
+// and takes the target's place only when complete. Journals and the partial
+// files they name that were left untouched for 7 days are removed when the
+// first Storage_S3 object of a process is made.
 #ifndef STORAGE_S3_H
 #define STORAGE_S3_H
 
@@ -36,9 +47,20 @@ class StorageSession;
 
 // Client of one S3 or MinIO endpoint. Every operation but construction and
 // destruction is blocking and throws QAWSException on failure. The transfer
-// operations do a bounded piece of work per call and return; calling again with
-// the same arguments goes on where the last call stopped, also from a new
-// Storage_S3 object or after a restart of the program.
+// operations do a bounded piece of work per call (about a second, or one
+// part's worth of bytes) and return; calling again with the same arguments
+// goes on where the last call stopped, also from a new Storage_S3 object or
+// after a restart of the program. A transfer not stepped for two seconds is
+// taken as paused and closes its connections; the next step opens them again.
+//
+// Keys and prefixes are taken in one form: a leading "/" is dropped and runs
+// of "/" count as one, so "/a//b.txt" and "a/b.txt" are the same object.
+//
+// GetObjectInfo (and GetObjectSize) answer from a listing of the same object
+// made by this object in the last 60 seconds, and ask the store otherwise: a
+// caller may ask once per listed file at no cost.
+//
+// An object is not thread-safe: use each one from one thread at a time.
 class Storage_S3
 {
 public:
@@ -59,6 +81,8 @@ public:
     MPInfo UploadObjectMultipart(const QString &bucket, const QString &key, const QString &path,
                                  const QString &mimeType);
     void AbortUploadObjectMultipart();
+
+    Type type() const;
 
     // HTTP requests sent by all Storage_S3 objects of this process so far.
     static quint64 requestCount();

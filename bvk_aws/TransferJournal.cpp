@@ -1,7 +1,9 @@
 #include "TransferJournal.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QFile>
 #include <QHash>
 #include <QJsonDocument>
@@ -53,6 +55,23 @@ bool TransferJournal::save(const QString &id, const QJsonObject &state)
 void TransferJournal::remove(const QString &id)
 {
     QFile::remove(directory() + QLatin1Char('/') + id + QStringLiteral(".json"));
+}
+
+void TransferJournal::prune(int days)
+{
+    const QDateTime cutoff = QDateTime::currentDateTimeUtc().addDays(-days);
+    const QFileInfoList journals =
+        QDir(directory()).entryInfoList({QStringLiteral("*.json")}, QDir::Files | QDir::NoDotAndDotDot);
+    for (const QFileInfo &journal : journals) {
+        if (journal.lastModified().toUTC() >= cutoff)
+            continue;
+        const QString id = journal.completeBaseName();
+        const QString partFile = load(id).value(QStringLiteral("partFile")).toString();
+        // Only our own kind of file: a damaged journal must not delete a stranger's.
+        if (partFile.endsWith(QLatin1String(".part")))
+            QFile::remove(partFile);
+        remove(id);
+    }
 }
 
 void TransferJournal::setLast(const QString &kind, const QString &id)

@@ -18,6 +18,8 @@ public:
     static bool save(const QString &id, const QJsonObject &state);
     static void remove(const QString &id);
     static QString directory();
+    // Removes journals untouched for `days` days, with the partial files they name.
+    static void prune(int days);
 
     // The transfer last begun in this process, per kind, so that an abort can
     // reach it from a Storage_S3 object that never stepped it.

@@ -95,11 +95,9 @@ void ZRV_S3Worker::doAbort()
                 storage->AbortUploadObjectMultipart();
             else if (transferKind == 2)
                 storage->AbortDownloadObjectMultipart();
-        } catch (const QAWSException &ex) {
-            if (transferKind == 1)
-                emit uploadFailed(ex);
-            else
-                emit downloadFailed(ex);
+        } catch (const QAWSException &) {
+            // An abort answers only by clearing the display; what the store
+            // keeps of a given-up upload is the store's to expire.
         }
     }
     emit transferProgress(-1, QString(), QString(), 0, 0, 0);

@@ -42,6 +42,16 @@ void TestS3Xml::listPage_data()
                   "<Contents><Key>Grüße €.bin</Key><Size>7</Size><ETag>\"e\"</ETag></Contents></ListBucketResult>"
         << true << QStringList{QStringLiteral("Grüße €.bin")} << QList<qint64>{7} << QStringList{"\"e\""}
         << QStringLiteral("tok/+=");
+    QTest::newRow("URL-encoded keys come back decoded, control character and all")
+        << head + "<EncodingType>url</EncodingType><IsTruncated>false</IsTruncated>"
+                  "<Contents><Key>ctl%01key</Key><Size>1</Size><ETag>\"e\"</ETag></Contents>"
+                  "<Contents><Key>a+b%2Bc%20d%C3%BC</Key><Size>2</Size><ETag>\"f\"</ETag></Contents></ListBucketResult>"
+        << true << QStringList{QStringLiteral("ctl\x01key"), QStringLiteral("a b+c dü")} << QList<qint64>{1, 2}
+        << QStringList{"\"e\"", "\"f\""} << QString();
+    QTest::newRow("a page that does not say it is encoded keeps % and + as they are")
+        << head + "<IsTruncated>false</IsTruncated>"
+                  "<Contents><Key>100%+done</Key><Size>1</Size><ETag>\"e\"</ETag></Contents></ListBucketResult>"
+        << true << QStringList{"100%+done"} << QList<qint64>{1} << QStringList{"\"e\""} << QString();
     QTest::newRow("empty bucket") << head + "<IsTruncated>false</IsTruncated></ListBucketResult>" << true
                                   << QStringList() << QList<qint64>() << QStringList() << QString();
     QTest::newRow("truncated without a token is refused")

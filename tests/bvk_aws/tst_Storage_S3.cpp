@@ -9,6 +9,7 @@
 
 #include "MotoServer.h"
 #include "Storage_S3.h"
+#include "TransferJournal.h"
 
 using namespace BVK_AWS;
 
@@ -42,6 +43,16 @@ bool writeAll(const QString &path, const QByteArray &data)
     return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
 }
 
+// The partial files a download keeps beside `target`.
+QStringList partialsOf(const QString &target)
+{
+    const QFileInfo fi(target);
+    QStringList out;
+    for (const QString &name : fi.dir().entryList({fi.fileName() + QStringLiteral(".*.part")}, QDir::Files))
+        out << fi.dir().filePath(name);
+    return out;
+}
+
 // Runs `op` and returns what it threw; a default exception with code -1 when nothing.
 QAWSException thrown(const std::function<void()> &op)
 {
@@ -62,6 +73,14 @@ class TestStorage_S3 : public QObject
 private slots:
     void initTestCase();
     void cleanupTestCase();
+
+    // First: the library prunes once per process, when its first object is made.
+    void leftoversPrunedAtStart();
+    void keysInOneForm_data();
+    void keysInOneForm();
+    void twoDownloadsOntoOneTarget();
+    void resumedDownloadWritesAtItsOffset();
+    void oneFileToTwoKeysWithPauses();
 
     void listing_data();
     void listing();
@@ -123,6 +142,20 @@ void TestStorage_S3::initTestCase()
     QTRY_COMPARE_WITH_TIMEOUT(pending, 0, 60000);
     QCOMPARE(failed, 0);
     QVERIFY(m_moto.putObject(kManyBucket, "top.txt", "t"));
+
+    // Leftovers of an earlier run, planted before any library object exists.
+    const QString journals = TransferJournal::directory();
+    QVERIFY(QDir().mkpath(journals));
+    const QDateTime old = QDateTime::currentDateTime().addDays(-8);
+    const QDateTime recent = QDateTime::currentDateTime().addDays(-6);
+    for (const auto &plant : {qMakePair(QStringLiteral("old"), old), qMakePair(QStringLiteral("recent"), recent)}) {
+        const QString part = local(plant.first + ".bin.0123456789ab.part");
+        const QString journal = journals + "/download-" + plant.first + ".json";
+        QVERIFY(writeAll(part, "partial"));
+        QVERIFY(writeAll(journal, QJsonDocument(QJsonObject{{"partFile", part}}).toJson()));
+        QFile f(journal);
+        QVERIFY(f.open(QIODevice::ReadWrite) && f.setFileTime(plant.second, QFileDevice::FileModificationTime));
+    }
 }
 
 void TestStorage_S3::cleanupTestCase()
@@ -149,6 +182,127 @@ MPInfo TestStorage_S3::downloadAll(Storage_S3 &s3, const QString &key, const QSt
     for (*steps = 0; !step.finished && *steps < 100; ++*steps)
         step = s3.DownloadObjectMultipart(kBucket, key, path);
     return step;
+}
+
+void TestStorage_S3::leftoversPrunedAtStart()
+{
+    const QString journals = TransferJournal::directory();
+    QVERIFY(QFile::exists(journals + "/download-old.json"));
+    Storage_S3 first(MINIO, m_moto.endpoint(), "test", "test");
+    QVERIFY(!QFile::exists(journals + "/download-old.json"));
+    QVERIFY(!QFile::exists(local("old.bin.0123456789ab.part")));
+    QVERIFY(QFile::exists(journals + "/download-recent.json"));
+    QVERIFY(QFile::exists(local("recent.bin.0123456789ab.part")));
+    TransferJournal::remove("download-recent");
+}
+
+void TestStorage_S3::keysInOneForm_data()
+{
+    QTest::addColumn<QString>("uploadKey");
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<QString>("otherSpelling");
+
+    QTest::newRow("doubled slash is one") << "u//f.txt" << "u/f.txt" << "u/f.txt";
+    QTest::newRow("leading slash dropped") << "/lead.txt" << "lead.txt" << "lead.txt";
+    QTest::newRow("confined user's top folder composed with a second slash")
+        << "AROA1:alice//top.txt" << "AROA1:alice/top.txt" << "AROA1:alice/top.txt";
+    QTest::newRow("plain key found under a messy spelling") << "d/plain.txt" << "d/plain.txt" << "//d///plain.txt";
+}
+
+// Upload under one spelling, then list, read, download and delete under the
+// other: all must reach the one object.
+void TestStorage_S3::keysInOneForm()
+{
+    QFETCH(QString, uploadKey);
+    QFETCH(QString, stored);
+    QFETCH(QString, otherSpelling);
+    const QByteArray data = uploadKey.toUtf8();
+    const QString source = local("keys-up");
+    const QString target = local("keys-down");
+    QVERIFY(writeAll(source, data));
+
+    std::unique_ptr<Storage_S3> s3(client());
+    int steps = 0;
+    QVERIFY(uploadAll(*s3, uploadKey, source, &steps).finished);
+    QCOMPARE(m_moto.getObject(kBucket, stored), data);
+
+    QStringList keys;
+    s3->ListObjects(kBucket, "/" + stored.left(stored.lastIndexOf('/') + 1), keys);
+    QVERIFY2(keys.contains(stored), qPrintable(keys.join(',')));
+    QCOMPARE(s3->GetObjectSize(kBucket, otherSpelling), qint64(data.size()));
+    QVERIFY(downloadAll(*s3, otherSpelling, target, &steps).finished);
+    QCOMPARE(readAll(target), data);
+    s3->DeleteObject(kBucket, otherSpelling);
+    QVERIFY(!m_moto.hasObject(kBucket, stored));
+}
+
+void TestStorage_S3::twoDownloadsOntoOneTarget()
+{
+    const QByteArray one = randomBytes(20 * kMiB + 1);
+    QByteArray two = one;
+    two[0] = char(~two.at(0));
+    two[int(10 * kMiB)] = char(~two.at(int(10 * kMiB)));
+    QVERIFY(m_moto.putObject(kBucket, "same-target/one.bin", one));
+    QVERIFY(m_moto.putObject(kBucket, "same-target/two.bin", two));
+    const QString target = local("same-target");
+
+    std::unique_ptr<Storage_S3> s3(client());
+    QVERIFY(!s3->DownloadObjectMultipart(kBucket, "same-target/one.bin", target).finished);
+    QVERIFY(!s3->DownloadObjectMultipart(kBucket, "same-target/two.bin", target).finished);
+    QCOMPARE(partialsOf(target).size(), 2);
+    int steps = 0;
+    QVERIFY(downloadAll(*s3, "same-target/one.bin", target, &steps).finished);
+    QVERIFY2(readAll(target) == one, "the first download finished with bytes of the second");
+    QVERIFY(downloadAll(*s3, "same-target/two.bin", target, &steps).finished);
+    QVERIFY2(readAll(target) == two, "the second download finished with bytes of the first");
+    QVERIFY(partialsOf(target).isEmpty());
+}
+
+// The bytes written after a resume must sit where they belong at once, before
+// any later step could paper over a wrong offset.
+void TestStorage_S3::resumedDownloadWritesAtItsOffset()
+{
+    const QByteArray data = randomBytes(40 * kMiB + 5);
+    QVERIFY(m_moto.putObject(kBucket, "offset.bin", data));
+    const QString target = local("offset-down");
+
+    std::unique_ptr<Storage_S3> s3(client());
+    const MPInfo first = s3->DownloadObjectMultipart(kBucket, "offset.bin", target);
+    QVERIFY(!first.finished && first.progress > 0);
+    s3.reset(client("renewed"));
+    const MPInfo resumed = s3->DownloadObjectMultipart(kBucket, "offset.bin", target);
+    QVERIFY(!resumed.finished);
+    QVERIFY(resumed.progress > first.progress);
+
+    const QStringList partials = partialsOf(target);
+    QCOMPARE(partials.size(), 1);
+    const QByteArray partial = readAll(partials.first());
+    QCOMPARE(partial.size(), data.size());
+    QVERIFY2(partial.left(int(resumed.progress)) == data.left(int(resumed.progress)),
+             "bytes after the resume are not where they belong");
+
+    int steps = 0;
+    QVERIFY(downloadAll(*s3, "offset.bin", target, &steps).finished);
+    QVERIFY(readAll(target) == data);
+}
+
+void TestStorage_S3::oneFileToTwoKeysWithPauses()
+{
+    const QByteArray data = randomBytes(16 * kMiB + 9);
+    const QString source = local("two-keys-up");
+    QVERIFY(writeAll(source, data));
+
+    std::unique_ptr<Storage_S3> s3(client());
+    QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/first.bin", source, "text/plain").finished);
+    QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/second.bin", source, "text/plain").finished);
+    QCOMPARE(m_moto.openMultipartUploads(kBucket), 2);
+    s3.reset(client("renewed"));
+    int steps = 0;
+    QVERIFY(uploadAll(*s3, "two/first.bin", source, &steps).finished);
+    QVERIFY(uploadAll(*s3, "two/second.bin", source, &steps).finished);
+    QVERIFY(m_moto.getObject(kBucket, "two/first.bin") == data);
+    QVERIFY(m_moto.getObject(kBucket, "two/second.bin") == data);
+    QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
 }
 
 void TestStorage_S3::listing_data()
@@ -330,13 +484,19 @@ void TestStorage_S3::roundTrip_data()
     QTest::addColumn<int>("minSteps");
     QTest::addColumn<QString>("etagEnd");
     QTest::addColumn<int>("minDownSteps");
+    QTest::addColumn<QString>("targetName");
+    QTest::addColumn<QByteArray>("existing"); // what the target held before; null: no file
 
-    QTest::newRow("empty file, one plain PUT") << qint64(0) << int(MINIO) << 1 << "\"" << 1;
-    QTest::newRow("just below a part, one plain PUT") << 5 * kMiB - 1 << int(MINIO) << 1 << "\"" << 1;
-    QTest::newRow("exactly one part, multi-part") << 5 * kMiB << int(MINIO) << 1 << "-1\"" << 1;
-    QTest::newRow("three parts, the last short") << 12 * kMiB + 7 << int(MINIO) << 2 << "-3\"" << 2;
+    const QByteArray longer = QByteArray(200, 'x');
+    QTest::newRow("empty file, one plain PUT") << qint64(0) << int(MINIO) << 1 << "\"" << 1 << "down-0" << QByteArray();
+    QTest::newRow("just below a part, one plain PUT, replaces a longer file")
+        << 5 * kMiB - 1 << int(MINIO) << 1 << "\"" << 1 << "down-small" << QByteArray(6 * kMiB, 'x');
+    QTest::newRow("exactly one part, multi-part, non-ASCII target")
+        << 5 * kMiB << int(MINIO) << 1 << "-1\"" << 1 << "Größe – 日本.bin" << QByteArray();
+    QTest::newRow("three parts, the last short, replaces a file")
+        << 12 * kMiB + 7 << int(MINIO) << 2 << "-3\"" << 2 << "down-three" << longer;
     // Amazon-style downloads run side by side in ranges; each step is bounded.
-    QTest::newRow("several ranged streams") << 70 * kMiB + 3 << int(S3) << 2 << "-8\"" << 8;
+    QTest::newRow("several ranged streams") << 70 * kMiB + 3 << int(S3) << 2 << "-8\"" << 8 << "down-70" << QByteArray();
 }
 
 void TestStorage_S3::roundTrip()
@@ -346,12 +506,16 @@ void TestStorage_S3::roundTrip()
     QFETCH(int, minSteps);
     QFETCH(QString, etagEnd);
     QFETCH(int, minDownSteps);
+    QFETCH(QString, targetName);
+    QFETCH(QByteArray, existing);
 
     const QByteArray data = randomBytes(size);
     const QString key = QStringLiteral("round/%1.bin").arg(size);
     const QString source = local(QStringLiteral("up-%1").arg(size));
-    const QString target = local(QStringLiteral("down-%1").arg(size));
+    const QString target = local(targetName);
     QVERIFY(writeAll(source, data));
+    if (!existing.isNull())
+        QVERIFY(writeAll(target, existing));
 
     std::unique_ptr<Storage_S3> s3(new Storage_S3(Type(type), m_moto.endpoint(), "test", "test"));
     int steps = 0;
@@ -371,7 +535,7 @@ void TestStorage_S3::roundTrip()
     QVERIFY2(Storage_S3::requestCount() - before <= 5, "a download asks once per stream, not once per step");
     QCOMPARE(down.progress, size);
     QVERIFY(readAll(target) == data);
-    QVERIFY(!QFile::exists(target + ".part"));
+    QVERIFY(partialsOf(target).isEmpty());
 }
 
 void TestStorage_S3::resumeWithNewObject()
@@ -388,9 +552,13 @@ void TestStorage_S3::resumeWithNewObject()
     MPInfo first = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
     QVERIFY(!first.finished);
     QVERIFY(first.progress > 0);
+    bool ok = false;
+    const QStringList uploads = m_moto.openUploadIds(kBucket, &ok);
+    QVERIFY(ok && uploads.size() == 1);
     s3.reset(client("renewed"));
     MPInfo next = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
-    QVERIFY2(next.progress > first.progress, "the new client started over");
+    QVERIFY(!next.finished);
+    QCOMPARE(m_moto.openUploadIds(kBucket, &ok), uploads);
     int steps = 0;
     QVERIFY(uploadAll(*s3, "resume.bin", source, &steps).finished);
     QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
@@ -469,7 +637,7 @@ void TestStorage_S3::abortedOrFailedDownloadKeepsOldFile()
         QVERIFY(!ex.message.isEmpty());
     }
     QVERIFY(readAll(target) == old);
-    QCOMPARE(QFile::exists(target + ".part"), !abort);
+    QCOMPARE(partialsOf(target).size(), abort ? 0 : 1);
 }
 
 QTEST_GUILESS_MAIN(TestStorage_S3)

@@ -12,7 +12,35 @@
 #include <QUrl>
 #include <QXmlStreamReader>
 
+#ifdef Q_OS_LINUX
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+#endif
+
 namespace {
+
+// The store goes down with the test that started it, even when that test is
+// killed or crashes and never reaches stop(): the kernel ends the child once
+// the thread that forked it is gone.
+class TiedProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override
+    {
+#ifdef Q_OS_LINUX
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        // The parent may have died before the line above.
+        if (::getppid() != m_parent)
+            ::_exit(1);
+#endif
+    }
+
+private:
+#ifdef Q_OS_LINUX
+    const pid_t m_parent = ::getpid();
+#endif
+};
 
 quint16 freePort()
 {
@@ -61,7 +89,7 @@ bool MotoServer::start(QString *error, int openActions)
                   << QStringLiteral("--silent");
     }
 
-    m_process = std::make_unique<QProcess>();
+    m_process = std::make_unique<TiedProcess>();
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     if (openActions >= 0)
@@ -201,16 +229,28 @@ bool MotoServer::createBucket(const QString &name)
 
 int MotoServer::openMultipartUploads(const QString &bucket)
 {
+    bool ok = false;
+    const QStringList ids = openUploadIds(bucket, &ok);
+    return ok ? ids.size() : -1;
+}
+
+QStringList MotoServer::openUploadIds(const QString &bucket, bool *ok)
+{
     QByteArray body;
-    if (request("GET", QLatin1Char('/') + bucket + QStringLiteral("?uploads"), QByteArray(), &body) != 200)
-        return -1;
+    *ok = request("GET", QLatin1Char('/') + bucket + QStringLiteral("?uploads"), QByteArray(), &body) == 200;
     QXmlStreamReader xml(body);
-    int count = 0;
-    while (!xml.atEnd()) {
-        if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == QLatin1String("Upload"))
-            ++count;
+    QStringList ids;
+    while (*ok && !xml.atEnd()) {
+        if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == QLatin1String("UploadId"))
+            ids << xml.readElementText();
     }
-    return xml.hasError() ? -1 : count;
+    *ok = *ok && !xml.hasError();
+    return ids;
+}
+
+qint64 MotoServer::processId() const
+{
+    return m_process ? m_process->processId() : 0;
 }
 
 bool MotoServer::reset()

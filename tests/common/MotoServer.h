@@ -6,13 +6,15 @@
 #include <QPair>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <memory>
 
 // A throw-away S3 store on 127.0.0.1 for tests: moto_server from PATH, or the
 // npm s3rver when moto is missing. Requests made here are unsigned, which the
-// store accepts as long as its access checks are off.
+// store accepts as long as its access checks are off. On Linux the store ends
+// with the test process, however that ends.
 class MotoServer
 {
 public:
@@ -36,6 +38,8 @@ public:
     bool createBucket(const QString &name);
     // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
     int openMultipartUploads(const QString &bucket);
+    QStringList openUploadIds(const QString &bucket, bool *ok);
+    qint64 processId() const;
     // A new IAM user allowed everything, and its key pair (moto only; costs
     // three of the open actions).
     bool createAccessKey(QString *id, QString *secret);
