@@ -1,0 +1,208 @@
+// The user menu's account entries on a signed-in console: the password
+// change hands its tokens to everyone who talks to the services, and the
+// about dialog opens from the menu.
+
+#include <QAction>
+#include <QDialogButtonBox>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTest>
+#include <QUrlQuery>
+
+#include "ConsoleFixture.h"
+#include "ModalAnswerer.h"
+#include "ZRV_MeetingsInfoThread.h"
+#include "ZRV_ServerApp.h"
+
+namespace {
+
+void signInAs(ModalAnswerer &answerer, const QString &user, const QString &password)
+{
+    answerer.handle([user, password](QWidget *modal) {
+        auto *leUser = modal->findChild<QLineEdit *>(QStringLiteral("leUser"));
+        auto *lePass = modal->findChild<QLineEdit *>(QStringLiteral("lePass"));
+        auto *btnBox = modal->findChild<QDialogButtonBox *>(QStringLiteral("btnBox"));
+        if (!leUser || !lePass || !btnBox) {
+            qobject_cast<QDialog *>(modal)->reject();
+            return;
+        }
+        QTest::keyClicks(leUser, user);
+        QTest::keyClicks(lePass, password);
+        QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    });
+}
+
+// Ends every token of the session that accessToken belongs to, as a logout
+// elsewhere would; a client still holding one of them is then refused.
+int endSessionOf(ConsoleFixture &fx, const QString &accessToken)
+{
+    const QJsonObject state = fx.sim().admin("GET", QStringLiteral("/_sim/state")).object();
+    const QString session = state.value(QStringLiteral("accessTokens"))
+                                .toObject()
+                                .value(accessToken)
+                                .toObject()
+                                .value(QStringLiteral("session"))
+                                .toString();
+    if (session.isEmpty())
+        return 0;
+    int ended = 0;
+    const QJsonObject refresh = state.value(QStringLiteral("refreshTokens")).toObject();
+    for (auto it = refresh.begin(); it != refresh.end(); ++it) {
+        if (it.value().toObject().value(QStringLiteral("session")).toString() != session)
+            continue;
+        QUrlQuery form;
+        form.addQueryItem(QStringLiteral("refresh_token"), it.key());
+        const SimProcess::Reply r = fx.sim().request(
+            "POST", QString::fromLatin1(ConsoleFixture::AuthBase) + QStringLiteral("/auth/logout"),
+            form.toString(QUrl::FullyEncoded).toUtf8(),
+            {{"Content-Type", "application/x-www-form-urlencoded"}});
+        if (r.status == 204)
+            ++ended;
+    }
+    return ended;
+}
+
+} // namespace
+
+class tst_ZRV_ServerApp_Account : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void changePassword_data();
+    void changePassword();
+    void aboutFromMenu();
+
+private:
+    // A console signed in as "nostorage"; its service object's token changes
+    // are recorded from the start.
+    bool openConsole(ConsoleFixture &fx, std::unique_ptr<ZRV_ServerApp> &window,
+                     std::unique_ptr<QSignalSpy> &tokens);
+};
+
+void tst_ZRV_ServerApp_Account::initTestCase()
+{
+    Q_INIT_RESOURCE(zrv);
+}
+
+bool tst_ZRV_ServerApp_Account::openConsole(ConsoleFixture &fx,
+                                            std::unique_ptr<ZRV_ServerApp> &window,
+                                            std::unique_ptr<QSignalSpy> &tokens)
+{
+    if (!fx.start({QStringLiteral("--console-version"), QStringLiteral("3.1.2")})) {
+        qWarning() << fx.errorText();
+        return false;
+    }
+    ModalAnswerer answerer;
+    signInAs(answerer, QStringLiteral("nostorage"), QStringLiteral("nostorage123"));
+    answerer.arm(30000);
+    window.reset(new ZRV_ServerApp({QStringLiteral("zarvo-console"), QStringLiteral("-i"), fx.iniPath()}));
+    auto *thread = window->findChild<ZRV_MeetingsInfoThread *>();
+    if (!thread)
+        return false;
+    tokens.reset(new QSignalSpy(thread, &ZRV_MeetingsInfoThread::tokenChanged));
+    window->show();
+    QStatusBar *status = window->findChild<QStatusBar *>();
+    const bool up = QTest::qWaitFor([&] { return status->isVisible(); }, 30000);
+    answerer.disarm();
+    return up && fx.exitCodes().isEmpty();
+}
+
+void tst_ZRV_ServerApp_Account::changePassword_data()
+{
+    QTest::addColumn<bool>("change");
+
+    QTest::newRow("changed: the new session is used from then on") << true;
+    QTest::newRow("cancelled: the old tokens are applied again") << false;
+}
+
+void tst_ZRV_ServerApp_Account::changePassword()
+{
+    QFETCH(bool, change);
+
+    ConsoleFixture fx;
+    std::unique_ptr<ZRV_ServerApp> window;
+    std::unique_ptr<QSignalSpy> tokens;
+    QVERIFY(openConsole(fx, window, tokens));
+    QVERIFY(!tokens->isEmpty());
+    const QString oldToken = tokens->last().at(0).toString();
+    QVERIFY(oldToken.startsWith(QLatin1String("at.")));
+    tokens->clear();
+
+    ModalAnswerer answerer;
+    answerer.handle([change](QWidget *modal) {
+        auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
+        if (!change) {
+            QTest::mouseClick(box->button(QDialogButtonBox::Cancel), Qt::LeftButton);
+            return;
+        }
+        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leOldPW")),
+                         QStringLiteral("nostorage123"));
+        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW1")),
+                         QStringLiteral("fresh-secret"));
+        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW2")),
+                         QStringLiteral("fresh-secret"));
+        for (QAbstractButton *b : box->buttons()) {
+            if (b->text() == QLatin1String("Ok"))
+                QTest::mouseClick(b, Qt::LeftButton);
+        }
+    });
+    if (change)
+        answerer.pressButton(QMessageBox::Ok);
+    answerer.arm(20000);
+    window->findChild<QAction *>(QStringLiteral("actionChangePassword"))->trigger();
+    answerer.disarm();
+
+    QCOMPARE(answerer.seen().first().className, QStringLiteral("ZRV_ChangePasswordDialog"));
+    // The service object is told once, whatever the dialog's outcome.
+    QCOMPARE(tokens->size(), 1);
+    const QString newToken = tokens->first().at(0).toString();
+    if (!change) {
+        QCOMPARE(newToken, oldToken);
+        return;
+    }
+    QCOMPARE(answerer.seen().value(1).text, QStringLiteral("Password changed"));
+    QVERIFY(newToken != oldToken);
+
+    // With the old session gone, only the taken-over tokens still get through.
+    QVERIFY(endSessionOf(fx, oldToken) > 0);
+    auto *thread = window->findChild<ZRV_MeetingsInfoThread *>();
+    QSignalSpy polled(thread, &ZRV_MeetingsInfoThread::meetingsInfo);
+    window->onMeetingStatusTimer();
+    QVERIFY(polled.wait(15000));
+    QVERIFY(fx.exitCodes().isEmpty());
+}
+
+void tst_ZRV_ServerApp_Account::aboutFromMenu()
+{
+    ConsoleFixture fx;
+    std::unique_ptr<ZRV_ServerApp> window;
+    std::unique_ptr<QSignalSpy> tokens;
+    QVERIFY(openConsole(fx, window, tokens));
+
+    QString title;
+    ModalAnswerer answerer;
+    answerer.handle([&title](QWidget *modal) {
+        title = modal->findChild<QLabel *>(QStringLiteral("lblTitle"))->text();
+        auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
+        QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    });
+    answerer.arm(20000);
+    window->findChild<QAction *>(QStringLiteral("actionAbout"))->trigger();
+    answerer.disarm();
+
+    QCOMPARE(answerer.seen().size(), 1);
+    QCOMPARE(answerer.seen().first().className, QStringLiteral("ZRV_VersionDialog"));
+    QCOMPARE(answerer.seen().first().title, QStringLiteral("About Zarvo Console"));
+    QCOMPARE(title, QStringLiteral("Zarvo Console V3.1.0"));
+    QVERIFY(answerer.seen().first().answered);
+}
+
+QTEST_MAIN(tst_ZRV_ServerApp_Account)
+#include "tst_ZRV_ServerApp_Account.moc"
