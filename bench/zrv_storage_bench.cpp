@@ -6,7 +6,8 @@
 //   zrv-storage-bench list     <endpoint> <bucket> <prefix>
 //   zrv-storage-bench fill     <endpoint> <bucket> <prefix> <count>
 //
-// Credentials come from AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY.
+// Credentials come from AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY; the
+// worker's storage type from ZRV_BENCH_TYPE (1 MinIO, the default; 2 Amazon S3).
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -84,7 +85,7 @@ int main(int argc, char **argv)
 
     qRegisterMetaType<QAWSException>("QAWSException");
     ZRV_S3Worker worker;
-    worker.doSetup(1, endpoint, qEnvironmentVariable("AWS_ACCESS_KEY_ID", "test"),
+    worker.doSetup(qEnvironmentVariableIntValue("ZRV_BENCH_TYPE") == 2 ? 2 : 1, endpoint, qEnvironmentVariable("AWS_ACCESS_KEY_ID", "test"),
                    qEnvironmentVariable("AWS_SECRET_ACCESS_KEY", "test"));
 
     QString failure;

@@ -148,17 +148,11 @@ void TestS3Signer::canonicalQuery_data()
 {
     QTest::addColumn<S3Signer::Query>("query");
     QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("sub-resource without value") << S3Signer::Query{{"uploads", QString()}} << QByteArray("uploads=");
     QTest::newRow("sorted by name, upper case first")
         << S3Signer::Query{{"uploadId", "x"}, {"partNumber", "2"}, {"Zeta", "1"}}
         << QByteArray("Zeta=1&partNumber=2&uploadId=x");
-    QTest::newRow("same name sorted by value") << S3Signer::Query{{"a", "2"}, {"a", "1"}} << QByteArray("a=1&a=2");
     QTest::newRow("reserved characters in value, upper-case hex")
         << S3Signer::Query{{"prefix", "dir/a b+c=d&e~"}} << QByteArray("prefix=dir%2Fa%20b%2Bc%3Dd%26e~");
-    QTest::newRow("continuation token with padding")
-        << S3Signer::Query{{"continuation-token", "1ueGcxLPRx1Tr/XYExHnhbYLgveDs2J/wm36Hy4vbOwM="}}
-        << QByteArray("continuation-token=1ueGcxLPRx1Tr%2FXYExHnhbYLgveDs2J%2Fwm36Hy4vbOwM%3D");
-    QTest::newRow("nothing") << S3Signer::Query{} << QByteArray();
 }
 
 void TestS3Signer::canonicalQuery()
@@ -173,10 +167,6 @@ void TestS3Signer::uriEncode_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("keepSlash");
     QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("key path keeps slashes") << QStringLiteral("/b/dir/file name.txt") << true
-                                            << QByteArray("/b/dir/file%20name.txt");
-    QTest::newRow("query value encodes slashes") << QStringLiteral("a/b") << false << QByteArray("a%2Fb");
-    QTest::newRow("umlaut as UTF-8 bytes") << QStringLiteral("Grüße") << true << QByteArray("Gr%C3%BC%C3%9Fe");
     QTest::newRow("percent itself") << QStringLiteral("50%") << true << QByteArray("50%25");
 }
 

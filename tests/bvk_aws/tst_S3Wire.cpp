@@ -102,6 +102,8 @@ private slots:
     void uploadFaults();
     void downloadFaults_data();
     void downloadFaults();
+    void stepsReturnWhileTheStoreIsSlow_data();
+    void stepsReturnWhileTheStoreIsSlow();
 
 private:
     // Runs `op` on a thread while serving; the failure's message, or empty.
@@ -479,6 +481,40 @@ void TestS3Wire::downloadFaults()
     QCOMPARE(out.size(), size);
     QVERIFY(out.seek(size - 20));
     QCOMPARE(out.read(20), body);
+}
+
+void TestS3Wire::stepsReturnWhileTheStoreIsSlow_data()
+{
+    QTest::addColumn<bool>("upload");
+    QTest::newRow("upload whose part the store does not answer") << true;
+    QTest::newRow("download whose body does not come") << false;
+}
+
+// A step must come back to its caller, so that a pause or an abort can get in,
+// long before a stalled connection would be given up.
+void TestS3Wire::stepsReturnWhileTheStoreIsSlow()
+{
+    QFETCH(bool, upload);
+    const QString file = local(upload ? "slow-up" : "slow-down");
+    if (upload) {
+        QVERIFY(writeAll(file, QByteArray(int(6 * kMiB), 's')));
+        m_server.enqueueRaw(initiated("U1"));
+    } else {
+        m_server.enqueueRaw(objectHead(20 * kMiB));
+    }
+    m_server.enqueueHang();
+    m_server.enqueueHang();
+    Storage_S3 s3(MINIO, m_server.baseUrl(), "AKID", "secret");
+    MPInfo step;
+    const QString failure = offThread(
+        [&] {
+            step = upload ? s3.UploadObjectMultipart("b", "slow.bin", file, "text/plain")
+                          : s3.DownloadObjectMultipart("b", "slow.bin", file);
+        },
+        (S3Transport::kStallSeconds - 2) * 1000);
+    QCOMPARE(failure, QString());
+    QVERIFY(!step.finished);
+    QCOMPARE(step.size, upload ? 6 * kMiB : 20 * kMiB);
 }
 
 QTEST_GUILESS_MAIN(TestS3Wire)

