@@ -77,12 +77,18 @@ void tst_sim_auth::signInSequence_data()
     QTest::addColumn<QString>("storageGroup");
     QTest::addColumn<QString>("modus");
     QTest::addColumn<bool>("fixedKeys");
-    QTest::newRow("admin: MinIO with fixed keys") << "admin" << "admin123" << "active" << true << "S3_Config_Minio" << "MINIO" << true;
-    QTest::newRow("groupadmin: MinIO through temporary keys") << "groupadmin" << "group123" << "active" << true << "S3_Config_Minio" << "MINIO" << false;
-    QTest::newRow("cloud: NextCloud group") << "cloud" << "cloud123" << "active" << true << "S3_Config_NextCloud" << "NextCloud" << true;
-    QTest::newRow("nostorage: no storage group") << "nostorage" << "nostorage123" << "active" << true << "" << "" << false;
-    QTest::newRow("inactive: logs in, record says inactive") << "inactive" << "inactive123" << "inactive" << true << "S3_Config_Minio" << "MINIO" << true;
-    QTest::newRow("visitor: lacks the presenter role") << "visitor" << "visitor123" << "active" << false << "S3_Config_Minio" << "MINIO" << true;
+    QTest::addColumn<QString>("licence"); // StorageSize/TrialDays/CountEndlessMeetings
+    QTest::newRow("admin: MinIO with fixed keys") << "admin" << "admin123" << "active" << true << "S3_Config_Minio" << "MINIO" << true << "-1/0/2";
+    QTest::newRow("groupadmin: MinIO through temporary keys") << "groupadmin" << "group123" << "active" << true << "S3_Config_Minio" << "MINIO" << false << "-1/0/2";
+    QTest::newRow("presenter: 1024 MB, one endless meeting") << "presenter" << "presenter123" << "active" << true << "S3_Config_Minio" << "MINIO" << true << "1024/0/1";
+    QTest::newRow("cloud: NextCloud group") << "cloud" << "cloud123" << "active" << true << "S3_Config_NextCloud" << "NextCloud" << true << "-1/0/2";
+    QTest::newRow("nostorage: no storage group") << "nostorage" << "nostorage123" << "active" << true << "" << "" << false << "-1/0/2";
+    QTest::newRow("inactive: logs in, record says inactive") << "inactive" << "inactive123" << "inactive" << true << "S3_Config_Minio" << "MINIO" << true << "-1/0/2";
+    QTest::newRow("visitor: lacks the presenter role") << "visitor" << "visitor123" << "active" << false << "S3_Config_Minio" << "MINIO" << true << "-1/0/2";
+    QTest::newRow("amazon: Amazon S3 through temporary keys") << "amazon" << "amazon123" << "active" << true << "S3_Config_AWS" << "S3" << false << "-1/0/2";
+    QTest::newRow("nomode: storage group of an unknown mode") << "nomode" << "nomode123" << "active" << true << "S3_Config_FTP" << "FTP" << true << "-1/0/2";
+    QTest::newRow("small: five megabytes") << "small" << "small123" << "active" << true << "S3_Config_Minio" << "MINIO" << true << "5/0/2";
+    QTest::newRow("trial: fourteen trial days") << "trial" << "trial123" << "active" << true << "S3_Config_Minio" << "MINIO" << true << "-1/14/2";
 }
 
 void tst_sim_auth::signInSequence()
@@ -94,6 +100,7 @@ void tst_sim_auth::signInSequence()
     QFETCH(QString, storageGroup);
     QFETCH(QString, modus);
     QFETCH(bool, fixedKeys);
+    QFETCH(QString, licence);
     QVERIFY(start({QStringLiteral("--token-lifetime"), QStringLiteral("120")}));
     SimOutcome o1, o2, o3;
     const ZRVAuth auth = tst_sim_auth::login(login, password, &o1);
@@ -114,10 +121,16 @@ void tst_sim_auth::signInSequence()
     QCOMPARE(groups.getGroups().size(), 1);
     const ZRVUserGroup customer = groups.getGroups().first();
     QCOMPARE(customer.getName(), QStringLiteral("Brenvik Demo"));
-    QStringList licenceKeys;
-    for (const ZRVUserGroupAttribute &a : customer.getAttributes())
+    QStringList licenceKeys, licenceValues;
+    for (const ZRVUserGroupAttribute &a : customer.getAttributes()) {
         licenceKeys << a.getKey();
+        licenceValues << a.getValue().value(0);
+    }
     QCOMPARE(licenceKeys, (QStringList{QStringLiteral("StorageSize"), QStringLiteral("TrialDays"), QStringLiteral("CountEndlessMeetings")}));
+    QCOMPARE(licenceValues.join(QLatin1Char('/')), licence);
+    // A trial runs from the account's creation: this one has ten days left.
+    if (licence.contains(QLatin1String("/14/")))
+        QCOMPARE(account.getCreated().daysTo(QDate::currentDate()), 4);
     ZRVUserGroup storage;
     for (const ZRVUserGroup &g : customer.getSubGroups()) {
         if (g.getName().startsWith(QLatin1String("S3_Config"), Qt::CaseInsensitive))

@@ -21,6 +21,8 @@ private slots:
     void failingStatusForCountedRequests_data();
     void failingStatusForCountedRequests();
     void latencyDelaysMatchingPaths();
+    void switchMatchesTheVerb_data();
+    void switchMatchesTheVerb();
     void hangingRequest_data();
     void hangingRequest();
 
@@ -105,6 +107,42 @@ void tst_sim_faults::latencyDelaysMatchingPaths()
     QVERIFY(fault({{QStringLiteral("latencyMs"), 0}}));
     versions(&off);
     QVERIFY(off.ok);
+}
+
+void tst_sim_faults::switchMatchesTheVerb_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<bool>("readFails");
+    QTest::addColumn<bool>("writeFails");
+    QTest::newRow("PUT only: the read passes") << "PUT" << false << true;
+    QTest::newRow("GET only, in lower case: the write passes") << "get" << true << false;
+    QTest::newRow("no verb: both fail") << "" << true << true;
+}
+
+// A switch on the live record's path, told apart by verb as the console's poll (GET) and
+// its changes (PUT) share that path.
+void tst_sim_faults::switchMatchesTheVerb()
+{
+    QFETCH(QString, method);
+    QFETCH(bool, readFails);
+    QFETCH(bool, writeFails);
+    QJsonObject body{{QStringLiteral("path"), QStringLiteral("/zrv/svc/meeting/wdr7k2m4/info")}, {QStringLiteral("count"), -1},
+                     {QStringLiteral("status"), 502}};
+    if (!method.isEmpty())
+        body.insert(QStringLiteral("method"), method);
+    QVERIFY(fault(body));
+    SimOutcome read, write;
+    const ZRVMeetingInfo record = std::get<0>(simCall(m_api, &S::meetingInfoSignal, &S::meetingInfoSignalE,
+                                                      [&] { m_api->meetingInfo(QStringLiteral("wdr7k2m4")); }, &read));
+    QVERIFY(read.done);
+    QCOMPARE(read.errorCode(), readFails ? 502 : 0);
+    ZRVMeetingInfo change;
+    change.setChatMode(0);
+    simCall(m_api, &S::meetingInfoUpdateSignal, &S::meetingInfoUpdateSignalE,
+            [&] { m_api->meetingInfoUpdate(QStringLiteral("wdr7k2m4"), change); }, &write);
+    QVERIFY(write.done);
+    QCOMPARE(write.errorCode(), writeFails ? 502 : 0);
+    QCOMPARE(record.getMeetingId(), readFails ? QString() : QStringLiteral("wdr7k2m4"));
 }
 
 void tst_sim_faults::hangingRequest_data()

@@ -17,6 +17,7 @@ private slots:
     void stateSurvivesRestart();
     void brokenStateFileStopsStart();
     void meetingStopsAtItsEndTime();
+    void loadedCountersMoveAhead();
     void oddShapesOnTheWire_data();
     void oddShapesOnTheWire();
 };
@@ -181,6 +182,56 @@ void tst_sim_process::meetingStopsAtItsEndTime()
         if (id == QLatin1String("wdr7k2m4") || id == QLatin1String("brd9q3x1"))
             QCOMPARE(meeting.value(QStringLiteral("status")).toString(), id == QLatin1String("wdr7k2m4") ? QStringLiteral("pending") : QStringLiteral("active"));
     }
+}
+
+void tst_sim_process::loadedCountersMoveAhead()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QJsonObject state;
+    {
+        SimProcess seeded;
+        QString error;
+        QVERIFY2(seeded.start({QStringLiteral("--simulate-life"), QStringLiteral("off")}, &error), qPrintable(error));
+        state = seeded.admin("GET", QStringLiteral("/_sim/state")).object();
+    }
+    // A file written by hand, or by an older build, whose counters lag behind its records.
+    for (const char *counter : {"nextMeetingId", "nextBanId", "nextBundleId", "nextMemberId"})
+        state.remove(QLatin1String(counter));
+    QFile file(dir.filePath(QStringLiteral("state.json")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QJsonDocument(state).toJson());
+    file.close();
+
+    SimProcess sim;
+    QString error;
+    QVERIFY2(sim.start({QStringLiteral("--state"), file.fileName(), QStringLiteral("--simulate-life"), QStringLiteral("off"),
+                        QStringLiteral("--s3-endpoint"), QStringLiteral("http://127.0.0.1:9")}, &error), qPrintable(error));
+    const QByteArray bearer = "Bearer " + sim.token(QStringLiteral("admin"), QStringLiteral("admin123")).toUtf8();
+    const QList<QPair<QByteArray, QByteArray>> headers{{"Authorization", bearer}, {"Content-Type", "application/json"}};
+    const SimProcess::Reply meeting = sim.request("POST", QStringLiteral("/meetings"), R"({"title":"After load"})", headers);
+    QCOMPARE(meeting.object().value(QStringLiteral("id")).toInt(), 6);
+    const SimProcess::Reply ban = sim.request("POST", QStringLiteral("/zrv/svc/banlist"), R"({"Mode":0,"Filename":"f","Checksum":"c"})", headers);
+    QCOMPARE(ban.body, QByteArray("4"));
+    const SimProcess::Reply bundle = sim.request("POST", QStringLiteral("/zrv/svc/assetbundle"), R"({"Name":"After load","StgRelPath":"__ASSETBUNDLES/After load"})", headers);
+    QCOMPARE(bundle.body, QByteArray("ab-0003"));
+    // Six members joined the two running meetings at the seed; whoever joins now is the seventh or later.
+    const auto members = [&sim] {
+        QSet<QString> found;
+        const QJsonObject live = sim.admin("GET", QStringLiteral("/_sim/state")).object().value(QStringLiteral("live")).toObject();
+        for (const QString &key : {QStringLiteral("wdr7k2m4"), QStringLiteral("brd9q3x1")}) {
+            for (const QJsonValue &m : live.value(key).toObject().value(QStringLiteral("clients")).toArray())
+                found << QStringLiteral("%1 %2").arg(m.toObject().value(QStringLiteral("Id")).toInt()).arg(m.toObject().value(QStringLiteral("Alias")).toString());
+        }
+        return found;
+    };
+    const QSet<QString> seeded = members();
+    QCOMPARE(seeded.size(), 6);
+    QCOMPARE(sim.admin("POST", QStringLiteral("/_sim/tick"), QJsonObject{{QStringLiteral("steps"), 20}}).status, 200);
+    const QSet<QString> joined = members() - seeded;
+    QVERIFY(!joined.isEmpty());
+    for (const QString &m : joined)
+        QVERIFY2(m.section(QLatin1Char(' '), 0, 0).toInt() >= 7, qPrintable(m));
 }
 
 void tst_sim_process::oddShapesOnTheWire_data()

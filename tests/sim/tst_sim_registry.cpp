@@ -26,6 +26,8 @@ private slots:
     void changesByOwnerOrAdministrator();
     void startAndStop_data();
     void startAndStop();
+    void endlessMeetingsWithinTheLicence_data();
+    void endlessMeetingsWithinTheLicence();
 
 private:
     ZRVMeetingApi *client(const QString &login, const QString &password);
@@ -216,6 +218,54 @@ void tst_sim_registry::startAndStop()
             QVERIFY2(QDateTime::fromString(info.getEndingTime(), Qt::TextDate) > QDateTime::currentDateTimeUtc(), qPrintable(info.getEndingTime()));
         else
             QVERIFY(info.getEndingTime().isEmpty());
+    }
+}
+
+void tst_sim_registry::endlessMeetingsWithinTheLicence_data()
+{
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QString>("license"); // of the meetings started one after the other
+    QTest::addColumn<int>("starts");
+    QTest::addColumn<int>("lastStatus");
+    // presenter may run one endless meeting at a time, admin two (one runs from the seed).
+    QTest::newRow("presenter: first endless meeting") << "presenter" << "presenter123" << "endless" << 1 << 200;
+    QTest::newRow("presenter: second endless meeting refused") << "presenter" << "presenter123" << "endless" << 2 << 402;
+    QTest::newRow("presenter: meetings with an end are not counted") << "presenter" << "presenter123" << "default" << 3 << 200;
+    QTest::newRow("admin: second endless meeting beside the seeded one") << "admin" << "admin123" << "endless" << 1 << 200;
+    QTest::newRow("admin: third endless meeting refused") << "admin" << "admin123" << "endless" << 2 << 402;
+}
+
+void tst_sim_registry::endlessMeetingsWithinTheLicence()
+{
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(QString, license);
+    QFETCH(int, starts);
+    QFETCH(int, lastStatus);
+    ZRVMeetingApi *api = client(login, password);
+    SimOutcome last;
+    ZRVMeeting started;
+    for (int i = 0; i < starts; ++i) {
+        ZRVMeeting body;
+        body.setTitle(QStringLiteral("Open house %1").arg(i));
+        body.setLicense(license);
+        SimOutcome c;
+        const ZRVMeeting created = std::get<0>(simCall(api, &ZRVMeetingApi::createMeetingSignal, &ZRVMeetingApi::createMeetingSignalE,
+                                                       [&] { api->createMeeting(body); }, &c));
+        QVERIFY2(c.ok, qPrintable(c.errorText));
+        ZRVMeeting start;
+        start.setStatus(QStringLiteral("active"));
+        last = SimOutcome();
+        started = update(api, created.getMeetingId(), start, &last);
+    }
+    QVERIFY(last.done);
+    QCOMPARE(last.errorCode(), lastStatus == 200 ? 0 : lastStatus);
+    if (lastStatus == 402) {
+        QCOMPARE(last.error, QNetworkReply::UnknownContentError);
+        QVERIFY2(last.errorMessage().startsWith(QLatin1String("Licence limit reached")), qPrintable(last.errorText));
+    } else {
+        QCOMPARE(started.getStatus(), QStringLiteral("active"));
     }
 }
 

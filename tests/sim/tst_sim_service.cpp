@@ -1,6 +1,7 @@
 #include "SimOutcome.h"
 #include "SimProcess.h"
 
+#include "MotoServer.h"
 #include "ZRVAssetBundleApi.h"
 #include "ZRVMeetingServiceApi.h"
 
@@ -24,12 +25,16 @@ private slots:
     void commands_data();
     void commands();
     void liveRecordUpdateTakesVoiceAndRole();
+    void liveRecordUpdateRefusesWrongTypes_data();
+    void liveRecordUpdateRefusesWrongTypes();
     void logTails_data();
     void logTails();
     void temporaryKeys_data();
     void temporaryKeys();
     void banlist();
     void bundles();
+    void bundleFilesInTheStore_data();
+    void bundleFilesInTheStore();
     void membersMoveWithLife();
 
 private:
@@ -150,6 +155,8 @@ void tst_sim_service::commands_data()
     QTest::newRow("kick somebody absent") << "wdr7k2m4" << "KickPlayer" << "99" << 404 << "";
     QTest::newRow("command to a stopped meeting") << "prl5t8c6" << "SendMessage" << "anyone?" << 409 << "";
     QTest::newRow("unknown command") << "wdr7k2m4" << "MuteAll" << "1" << 400 << "";
+    QTest::newRow("kick in somebody else's meeting") << "brd9q3x1" << "KickPlayer" << "4" << 403 << "";
+    QTest::newRow("message to somebody else's meeting") << "brd9q3x1" << "SendMessage" << "hello" << 403 << "";
 }
 
 void tst_sim_service::commands()
@@ -197,6 +204,39 @@ void tst_sim_service::liveRecordUpdateTakesVoiceAndRole()
     QCOMPARE(memberIds(after), (QList<int>{1, 2, 3})); // nobody joins by a live record
     QCOMPARE(after.getClients().at(1).getVoiceEnabled(), false);
     QCOMPARE(after.getClients().at(1).getCurrentRole(), QStringLiteral("Presenter"));
+}
+
+void tst_sim_service::liveRecordUpdateRefusesWrongTypes_data()
+{
+    QTest::addColumn<QByteArray>("field"); // a JSON member beside "chatMode":0
+    QTest::addColumn<QString>("refusal");  // empty: taken
+    QTest::newRow("voice mode as text") << QByteArray(R"("voiceMode":"1")") << "voiceMode must be a number";
+    QTest::newRow("assets as one object") << QByteArray(R"("assets":{"Id":1})") << "assets must be an array";
+    QTest::newRow("asset element that is no object") << QByteArray(R"("assets":[7])") << "assets[0] must be an object";
+    QTest::newRow("coordinate as text, deep in an asset") << QByteArray(R"("assets":[{"Id":1},{"Id":2,"Position":{"x":"1"}}])") << "assets[1].Position.x must be a number";
+    QTest::newRow("voice switch as text") << QByteArray(R"("clients":[{"Id":1,"voiceEnabled":"false"}])") << "clients[0].voiceEnabled must be true or false";
+    QTest::newRow("bundle id as number") << QByteArray(R"("assetBundles":[{"Id":1}])") << "assetBundles[0].Id must be a string";
+    QTest::newRow("bundle size as text") << QByteArray(R"("assetBundles":[{"Id":"ab-0002","StgSize":[1,"2"]}])") << "assetBundles[0].StgSize[1] must be a number";
+    QTest::newRow("spawn point name null") << QByteArray(R"("spawnPoints":[{"Id":0,"Name":null}])") << "spawnPoints[0].Name must be a string";
+    QTest::newRow("all types right") << QByteArray(R"("spawnPoints":[{"Id":0,"PlayerId":2,"Name":"Start","Position":{"x":1.5}}])") << "";
+}
+
+void tst_sim_service::liveRecordUpdateRefusesWrongTypes()
+{
+    QFETCH(QByteArray, field);
+    QFETCH(QString, refusal);
+    const QByteArray bearer = "Bearer " + m_sim->token(QStringLiteral("presenter"), QStringLiteral("presenter123")).toUtf8();
+    const SimProcess::Reply put = m_sim->request("PUT", QStringLiteral("/zrv/svc/meeting/wdr7k2m4/info"), R"({"chatMode":0,)" + field + "}",
+                                                 {{"Authorization", bearer}, {"Content-Type", "application/json"}});
+    QCOMPARE(put.status, refusal.isEmpty() ? 200 : 400);
+    if (!refusal.isEmpty()) {
+        QCOMPARE(put.object().value(QStringLiteral("code")).toInt(), 400);
+        QCOMPARE(put.object().value(QStringLiteral("message")).toString(), refusal);
+        QCOMPARE(put.object().value(QStringLiteral("source")).toString(), QStringLiteral("zrv-service"));
+    }
+    // Refused whole: the field beside the wrong one is not taken either.
+    S *api = client<S>(QStringLiteral("presenter"), QStringLiteral("presenter123"));
+    QCOMPARE(info(api, QStringLiteral("wdr7k2m4")).getChatMode(), refusal.isEmpty() ? 0 : 1);
 }
 
 void tst_sim_service::logTails_data()
@@ -329,6 +369,75 @@ void tst_sim_service::bundles()
     QCOMPARE(visible(presenter).size(), 2);
 }
 
+void tst_sim_service::bundleFilesInTheStore_data()
+{
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QString>("bucket");
+    QTest::addColumn<QString>("stem");   // StgRelPath as the console forms it
+    QTest::addColumn<QString>("folder"); // the keys' folder in the store
+    QTest::newRow("MinIO bundle of a confined account") << "presenter" << "presenter123" << 1 << "zarvo"
+                                                       << "presenter/__ASSETBUNDLES/Stage C" << "presenter/__ASSETBUNDLES/";
+    QTest::newRow("Amazon S3 bundle in the fixed bucket") << "amazon" << "amazon123" << 2 << "bvkzrv"
+                                                         << "AROAZRVSIM00000000008:amazon/__ASSETBUNDLES/Stage C"
+                                                         << "AROAZRVSIM00000000008:amazon/__ASSETBUNDLES/";
+    QTest::newRow("administrator's stem starts with a slash") << "admin" << "admin123" << 1 << "zarvo"
+                                                             << "/__ASSETBUNDLES/Stage C" << "__ASSETBUNDLES/";
+}
+
+void tst_sim_service::bundleFilesInTheStore()
+{
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(int, mode);
+    QFETCH(QString, bucket);
+    QFETCH(QString, stem);
+    QFETCH(QString, folder);
+    MotoServer store;
+    QString error;
+    QVERIFY2(store.start(&error), qPrintable(error));
+    QVERIFY(store.createBucket(bucket));
+    const QStringList suffixes = {QStringLiteral(".win.asb"), QStringLiteral(".ios.asb"), QStringLiteral(".android.asb"), QStringLiteral(".web.asb")};
+    QList<qint64> sizes;
+    for (int i = 0; i < suffixes.size(); ++i) {
+        sizes << 1000 + 17 * i;
+        QVERIFY(store.putObject(bucket, folder + QStringLiteral("Stage C") + suffixes.at(i), QByteArray(int(sizes.last()), 'b')));
+    }
+    // An object beside them that the deletion must leave alone.
+    QVERIFY(store.putObject(bucket, folder + QStringLiteral("Stage C.win.asb.bak"), "keep"));
+    delete m_sim;
+    m_sim = new SimProcess;
+    QVERIFY2(m_sim->start({QStringLiteral("--simulate-life"), QStringLiteral("off"), QStringLiteral("--s3-endpoint"), store.endpoint()}, &error), qPrintable(error));
+
+    B *owner = client<B>(login, password);
+    ZRVAssetBundle bundle;
+    bundle.setName(QStringLiteral("Stage C"));
+    bundle.setMode(mode);
+    bundle.setStgRelPath(stem);
+    SimOutcome posted, listed;
+    const QString id = std::get<0>(simCall(owner, &B::assetBundlePostSignal, &B::assetBundlePostSignalE, [&] { owner->assetBundlePost(bundle); }, &posted));
+    QVERIFY2(posted.ok, qPrintable(posted.errorText));
+    const QList<ZRVAssetBundle> found = std::get<0>(simCall(owner, &B::assetBundleGetSignal, &B::assetBundleGetSignalE, [&] { owner->assetBundleGet(id); }, &listed));
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(found.first().getStgSize(), sizes);
+
+    // Shown on a meeting, then deleted: off the meeting, and its four files off the store.
+    S *admin = client<S>(QStringLiteral("admin"), QStringLiteral("admin123"));
+    ZRVMeetingInfo record = info(admin, QStringLiteral("prl5t8c6"));
+    record.setAssetBundles({found.first()});
+    SimOutcome shown, removed;
+    simCall(admin, &S::meetingInfoUpdateSignal, &S::meetingInfoUpdateSignalE, [&] { admin->meetingInfoUpdate(QStringLiteral("prl5t8c6"), record); }, &shown);
+    QVERIFY2(shown.ok, qPrintable(shown.errorText));
+    QCOMPARE(info(admin, QStringLiteral("prl5t8c6")).getAssetBundles().size(), 1);
+    simCall(owner, &B::assetBundleDeleteSignal, &B::assetBundleDeleteSignalE, [&] { owner->assetBundleDelete(id); }, &removed);
+    QVERIFY2(removed.ok, qPrintable(removed.errorText));
+    QVERIFY(info(admin, QStringLiteral("prl5t8c6")).getAssetBundles().isEmpty());
+    for (const QString &suffix : suffixes)
+        QVERIFY2(!store.hasObject(bucket, folder + QStringLiteral("Stage C") + suffix), qPrintable(suffix));
+    QVERIFY(store.hasObject(bucket, folder + QStringLiteral("Stage C.win.asb.bak")));
+}
+
 void tst_sim_service::membersMoveWithLife()
 {
     S *api = client<S>(QStringLiteral("admin"), QStringLiteral("admin123"));
@@ -340,7 +449,14 @@ void tst_sim_service::membersMoveWithLife()
             talked = talked || c.getVoiceIsTalking();
     }
     QVERIFY(talked);
-    QCOMPARE(m_sim->admin("POST", QStringLiteral("/_sim/tick"), QJsonObject{{QStringLiteral("steps"), 30}}).status, 200);
+    // Members come and go for a while; two present at once never share a name.
+    for (int round = 0; round < 8; ++round) {
+        QCOMPARE(m_sim->admin("POST", QStringLiteral("/_sim/tick"), QJsonObject{{QStringLiteral("steps"), 10}}).status, 200);
+        QStringList names;
+        for (const ZRVMirrorClientInfo &c : info(api, QStringLiteral("brd9q3x1")).getClients())
+            names << c.getAlias();
+        QCOMPARE(names.size(), QSet<QString>(names.begin(), names.end()).size());
+    }
     const ZRVMeetingInfo after = info(api, QStringLiteral("brd9q3x1"));
     QVERIFY(memberIds(after) != before);
     QVERIFY(!after.getClients().isEmpty());
