@@ -30,7 +30,7 @@ ZRV_ChangePasswordDialog::ZRV_ChangePasswordDialog(ZRV_Config *config, ZRV_Login
     , m_loginData(std::move(data))
 {
     ui->setupUi(this);
-    setWindowFlags((Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint)
+    setWindowFlags((windowFlags() | Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint)
                    & ~Qt::WindowContextHelpButtonHint);
     // An action-role button does not close the dialog by itself: it stays
     // open until the service has answered.

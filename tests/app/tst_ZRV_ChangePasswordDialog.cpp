@@ -169,7 +169,7 @@ void tst_ZRV_ChangePasswordDialog::refusedBeforeSending()
     QCOMPARE(answerer.seen().size(), 1);
     QCOMPARE(answerer.seen().first().title, QStringLiteral("Cannot change Password"));
     QCOMPARE(answerer.seen().first().text, text);
-    QCOMPARE(answerer.seen().first().buttons, QStringList{QStringLiteral("&OK")});
+    QCOMPARE(answerer.seen().first().buttons, QStringList{QStringLiteral("OK")});
     // Nothing went out: the buttons stay usable and the dialog open.
     QVERIFY(dialog.findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"))->isEnabled());
     QVERIFY(dialog.isVisible());
@@ -219,7 +219,7 @@ void tst_ZRV_ChangePasswordDialog::serviceAnswer()
     const ModalAnswerer::Seen box = answerer.seen().value(1);
     QCOMPARE(box.title, title);
     QCOMPARE(box.text, text);
-    QCOMPARE(box.buttons, QStringList{QStringLiteral("&OK")});
+    QCOMPARE(box.buttons, QStringList{QStringLiteral("OK")});
 
     const ZRV_LoginData after = dialog.loginData();
     QCOMPARE(after.password, before.password);

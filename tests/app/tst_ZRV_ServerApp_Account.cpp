@@ -80,7 +80,7 @@ private slots:
     void aboutFromMenu();
 
 private:
-    // A console signed in as "nostorage"; its service object's token changes
+    // A console signed in as "cloud"; its service object's token changes
     // are recorded from the start.
     bool openConsole(ConsoleFixture &fx, std::unique_ptr<ZRV_ServerApp> &window,
                      std::unique_ptr<QSignalSpy> &tokens);
@@ -100,7 +100,7 @@ bool tst_ZRV_ServerApp_Account::openConsole(ConsoleFixture &fx,
         return false;
     }
     ModalAnswerer answerer;
-    signInAs(answerer, QStringLiteral("nostorage"), QStringLiteral("nostorage123"));
+    signInAs(answerer, QStringLiteral("cloud"), QStringLiteral("cloud123"));
     answerer.arm(30000);
     window.reset(new ZRV_ServerApp({QStringLiteral("zarvo-console"), QStringLiteral("-i"), fx.iniPath()}));
     auto *thread = window->findChild<ZRV_MeetingsInfoThread *>();
@@ -143,7 +143,7 @@ void tst_ZRV_ServerApp_Account::changePassword()
             return;
         }
         QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leOldPW")),
-                         QStringLiteral("nostorage123"));
+                         QStringLiteral("cloud123"));
         QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW1")),
                          QStringLiteral("fresh-secret"));
         QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW2")),

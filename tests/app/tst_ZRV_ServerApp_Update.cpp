@@ -207,8 +207,8 @@ void tst_ZRV_ServerApp_Update::startupOffer()
         QCOMPARE(offer.text, offerText);
         QStringList buttons = offer.buttons;
         buttons.sort();
-        QCOMPARE(buttons, (QStringList{QStringLiteral("&No"), QStringLiteral("&Yes")}));
-        QCOMPARE(*defaultText, QStringLiteral("&Yes"));
+        QCOMPARE(buttons, (QStringList{QStringLiteral("No"), QStringLiteral("Yes")}));
+        QCOMPARE(*defaultText, QStringLiteral("Yes"));
     }
     QCOMPARE(fx.exitCodes(), QList<int>{0});
     QVERIFY(m_started.isEmpty());
@@ -297,7 +297,7 @@ void tst_ZRV_ServerApp_Update::downloadOutcome()
                  (QStringList{OfferTitle, QString(), FailedTitle, QStringLiteral("<login>")}));
         const ModalAnswerer::Seen failed = seenTitled(answerer, FailedTitle);
         QCOMPARE(failed.text, FailedText);
-        QCOMPARE(failed.buttons, QStringList{QStringLiteral("&OK")});
+        QCOMPARE(failed.buttons, QStringList{QStringLiteral("OK")});
         QVERIFY(m_started.isEmpty());
         // A refused or failed download leaves nothing behind to be run later.
         QVERIFY(!QFile::exists(stored));
@@ -405,14 +405,15 @@ void tst_ZRV_ServerApp_Update::manualCheck()
     const bool offeredAtStart = title == OfferTitle;
     if (offeredAtStart)
         answerOffer(answerer, QMessageBox::No, defaultText);
-    signInAs(answerer, QStringLiteral("nostorage"), QStringLiteral("nostorage123"));
+    signInAs(answerer, QStringLiteral("cloud"), QStringLiteral("cloud123"));
     answerer.arm(30000);
     ZRV_ServerApp window(consoleArgs(fx));
     window.show();
-    const int beforeCheck = offeredAtStart ? 2 : 1;
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), beforeCheck, 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(window.findChild<QStatusBar *>()->isVisible(), 30000);
     answerer.disarm();
-    QTRY_VERIFY_WITH_TIMEOUT(window.findChild<QStatusBar *>()->isVisible(), 15000);
+    // The automatic check at start says nothing about an up-to-date console.
+    const int before = titles(answerer).count(title);
+    QCOMPARE(before, offeredAtStart ? 1 : 0);
 
     if (offeredAtStart)
         answerOffer(answerer, QMessageBox::No, defaultText);
@@ -422,14 +423,18 @@ void tst_ZRV_ServerApp_Update::manualCheck()
     auto *action = window.findChild<QAction *>(QStringLiteral("actionUpdate"));
     QVERIFY(action);
     action->trigger();
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), beforeCheck + 1, 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(titles(answerer).count(title), before + 1, 30000);
     answerer.disarm();
 
-    const ModalAnswerer::Seen box = answerer.seen().last();
-    QCOMPARE(box.title, title);
+    ModalAnswerer::Seen box;
+    for (const ModalAnswerer::Seen &s : answerer.seen()) {
+        if (s.title == title)
+            box = s;
+    }
     QCOMPARE(box.text, text);
+    QVERIFY(box.answered);
     if (!offeredAtStart)
-        QCOMPARE(box.buttons, QStringList{QStringLiteral("&OK")});
+        QCOMPARE(box.buttons, QStringList{QStringLiteral("OK")});
     QVERIFY(fx.exitCodes().isEmpty());
 }
 
@@ -441,7 +446,7 @@ void tst_ZRV_ServerApp_Update::manualCheckWhileServiceFails()
              qPrintable(fx.errorText()));
 
     ModalAnswerer answerer;
-    signInAs(answerer, QStringLiteral("nostorage"), QStringLiteral("nostorage123"));
+    signInAs(answerer, QStringLiteral("cloud"), QStringLiteral("cloud123"));
     answerer.arm(30000);
     ZRV_ServerApp window(consoleArgs(fx));
     window.show();
@@ -459,10 +464,10 @@ void tst_ZRV_ServerApp_Update::manualCheckWhileServiceFails()
         fx.sim().admin("GET", QStringLiteral("/_sim/faults")).object().value("faults").toArray().isEmpty(),
         15000);
     action->trigger();
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 2, 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(titles(answerer).count(QStringLiteral("Up to date")), 1, 30000);
     answerer.disarm();
 
-    QCOMPARE(answerer.seen().last().title, QStringLiteral("Up to date"));
+    // One box for two checks: the failed one said nothing.
     QCOMPARE(answerer.pendingAnswers(), 0);
     QVERIFY(fx.exitCodes().isEmpty());
 }
