@@ -12,6 +12,10 @@
 #   ZRV_S3_SERVER      "moto" or "s3rver" (default moto when moto_server is there)
 #   ZRV_SIM_PORT, ZRV_S3_PORT, ZRV_DAV_PORT   fixed ports (default: free ones)
 #   ZRV_AUTH_PATH, ZRV_MEETING_PATH, ZRV_SERVICE_PATH   service base paths (default empty)
+#   ZRV_CONSOLE_VERSION  console version the service offers (update offer), e.g. 9.0.0
+#   ZRV_SERVICE_VERSION  the service's own version (bundle gate), e.g. v2.0.29
+#   ZRV_TOKEN_LIFETIME, ZRV_REFRESH_LIFETIME, ZRV_S3_KEY_LIFETIME   seconds (session expiry, key renewal)
+#   ZRV_MEETING_MINUTES  running time of a started meeting
 #   ZRV_STACK_SKIP_INSTALL=1   do not look for missing Debian packages
 set -euo pipefail
 
@@ -32,6 +36,8 @@ source "$here/lib/procs.sh"
 source "$here/lib/samples.sh"
 
 bucket=zarvo
+# The one bucket of Amazon S3 accounts; the console fixes its name.
+amazon_bucket=bvkzrv
 s3_key=zarvo
 s3_secret=zarvo-secret
 dav_users="cloud:cloud123"
@@ -48,6 +54,10 @@ Accounts (login / password):
   inactive / inactive123      inactive account (login refused)
   cloud / cloud123            presenter, NextCloud storage (WebDAV user cloud / cloud123)
   nostorage / nostorage123    presenter without storage (login refused)
+  amazon / amazon123          presenter, Amazon S3 storage (temporary keys, bucket bvkzrv)
+  nomode / nomode123          presenter, storage group of an unknown mode ("No Storage Configuration")
+  small / small123            presenter, MinIO storage, 5 MB allowance
+  trial / trial123            presenter, MinIO storage, trial account with 10 days left
 EOF
 }
 
@@ -120,18 +130,21 @@ start_s3() {
 
 # Both stores forget their content when they stop, so each start fills them anew.
 seed_s3() {
-  local url=$1 samples=$state/samples/s3 code
-  code=$(curl -s -o "$logs/s3-seed.log" -w '%{http_code}' -X PUT "$url/$bucket") || true
-  # 409: the bucket is there already.
-  case $code in 200|409) ;; *) echo "S3 store: creating bucket $bucket answered $code" >&2; return 1 ;; esac
+  local url=$1 samples=$state/samples/s3-buckets code name
+  for name in "$bucket" "$amazon_bucket"; do
+    code=$(curl -s -o "$logs/s3-seed.log" -w '%{http_code}' -X PUT "$url/$name") || true
+    # 409: the bucket is there already.
+    case $code in 200|409) ;; *) echo "S3 store: creating bucket $name answered $code" >&2; return 1 ;; esac
+  done
   if [ ! -d "$samples" ]; then
     # Made aside and moved in whole, so an interrupted start leaves no half set.
     rm -rf "$samples.part"; samples_s3 "$samples.part"; mv "$samples.part" "$samples"
   fi
+  # One folder per bucket; below it, the path is the key.
   local args=() file key
   while IFS= read -r -d '' file; do
     key=${file#"$samples"/}
-    args+=(-T "$file" "$url/$bucket/$(urlencode_path "$key")")
+    args+=(-T "$file" "$url/${key%%/*}/$(urlencode_path "${key#*/}")")
   done < <(find "$samples" -type f -print0 | sort -z)
   # One curl for all files keeps one connection open.
   curl -sf -o /dev/null "${args[@]}" || { echo "S3 store: uploading the sample files failed" >&2; return 1; }
@@ -158,10 +171,19 @@ start_webdav() {
 # Starts the simulator and prints the port it listens on.
 start_sim() {
   local bin=$1 port=$2 s3_url=$3 dav_url=$4
+  # Versions and lifetimes pass through from the environment, so that the update offer, the
+  # bundle gate, session expiry and key renewal can be tried on the stack.
+  local extra=() pair var
+  for pair in ZRV_CONSOLE_VERSION:--console-version ZRV_SERVICE_VERSION:--service-version \
+              ZRV_TOKEN_LIFETIME:--token-lifetime ZRV_REFRESH_LIFETIME:--refresh-lifetime \
+              ZRV_S3_KEY_LIFETIME:--s3-key-lifetime ZRV_MEETING_MINUTES:--meeting-minutes; do
+    var=${pair%%:*}
+    [ -n "${!var:-}" ] && extra+=("${pair#*:}" "${!var}")
+  done
   proc_start sim "$logs/sim.log" "$bin" --port "$port" --state "$state/sim-state.json" \
     --auth-base "${ZRV_AUTH_PATH:-}" --meeting-base "${ZRV_MEETING_PATH:-}" --service-base "${ZRV_SERVICE_PATH:-}" \
     --s3-endpoint "$s3_url" --s3-bucket "$bucket" --s3-access-key "$s3_key" --s3-secret-key "$s3_secret" \
-    --webdav-url "$dav_url"
+    --webdav-url "$dav_url" ${extra[@]+"${extra[@]}"}
   local deadline=$((SECONDS + 20)) line
   while [ $SECONDS -lt $deadline ]; do
     line=$(grep -m1 -o 'zarvo-sim listening on http://127.0.0.1:[0-9]*' "$logs/sim.log" 2>/dev/null) || true

@@ -45,22 +45,32 @@ endstream"
   printf '%s' "$out" > "$1"
 }
 
-# samples_s3 <dir>: the object store's content as a folder tree, key = relative path.
+# An account's storage folder with the usual files.
+sample_folder() {  # sample_folder <dir> <login>
+  local dir=$1 login=$2
+  mkdir -p "$dir/models" "$dir/images" "$dir/docs"
+  sample_fbx "$dir/models/stage.fbx" "$STAGE_FBX_SIZE" stage
+  sample_fbx "$dir/models/chair.fbx" 4096 chair
+  sample_png "$dir/images/logo.png"
+  sample_pdf "$dir/docs/handout.pdf" "Handout of $login"
+  printf 'Storage folder of the account "%s".\n' "$login" > "$dir/readme.txt"
+}
+
+# samples_s3 <dir>: the object store's content, one folder per bucket, key = path below it.
+# Accounts on temporary keys see the folder their key's role id names ("AROA...:<login>").
 samples_s3() {
   local dir=$1 login suffix
-  for login in admin groupadmin presenter visitor inactive; do
-    mkdir -p "$dir/$login/models" "$dir/$login/images" "$dir/$login/docs"
-    sample_fbx "$dir/$login/models/stage.fbx" "$STAGE_FBX_SIZE" stage
-    sample_fbx "$dir/$login/models/chair.fbx" 4096 chair
-    sample_png "$dir/$login/images/logo.png"
-    sample_pdf "$dir/$login/docs/handout.pdf" "Handout of $login"
-    printf 'Storage folder of the account "%s".\n' "$login" > "$dir/$login/readme.txt"
+  for login in admin groupadmin presenter visitor inactive small trial; do
+    sample_folder "$dir/zarvo/$login" "$login"
   done
+  sample_folder "$dir/zarvo/AROAZRVSIM00000000002:groupadmin" groupadmin
+  # The Amazon S3 account works in the one bucket the console fixes for that mode.
+  sample_folder "$dir/bvkzrv/AROAZRVSIM00000000008:amazon" amazon
   # The two seed asset bundles, four platform builds each.
-  mkdir -p "$dir/global/__ASSETBUNDLES" "$dir/presenter/__ASSETBUNDLES"
+  mkdir -p "$dir/zarvo/global/__ASSETBUNDLES" "$dir/zarvo/presenter/__ASSETBUNDLES"
   for suffix in .win.asb .ios.asb .android.asb .web.asb; do
-    sample_fbx "$dir/global/__ASSETBUNDLES/Zarvo Lobby$suffix" 16384 "Zarvo Lobby$suffix"
-    sample_fbx "$dir/presenter/__ASSETBUNDLES/Presenter Stage$suffix" 16384 "Presenter Stage$suffix"
+    sample_fbx "$dir/zarvo/global/__ASSETBUNDLES/Zarvo Lobby$suffix" 16384 "Zarvo Lobby$suffix"
+    sample_fbx "$dir/zarvo/presenter/__ASSETBUNDLES/Presenter Stage$suffix" 16384 "Presenter Stage$suffix"
   done
 }
 

@@ -69,7 +69,9 @@ none_alive() {  # none_alive <pid file>...
 silent() { [ "$(curl -s -o /dev/null -m 2 -w '%{http_code}' "$1")" = 000 ]; }
 
 # --- start ---------------------------------------------------------------------
-out=$(bash "$stack" start 2>&1)
+# Versions and lifetimes as a tester of the update offer, the bundle gate and expiry sets them.
+out=$(ZRV_SERVICE_VERSION=v2.0.29 ZRV_CONSOLE_VERSION=9.1.0 ZRV_TOKEN_LIFETIME=77 ZRV_REFRESH_LIFETIME=99 \
+      ZRV_S3_KEY_LIFETIME=120 bash "$stack" start 2>&1)
 rc=$?
 echo "$out" | sed 's/^/  | /'
 check "start succeeds" [ $rc -eq 0 ]
@@ -82,7 +84,10 @@ check "status reports a running stack" bash "$stack" status > /dev/null
 listing=$(curl -s "$ZRV_S3_URL/$ZRV_S3_BUCKET?list-type=2")
 keys=$(echo "$listing" | grep -o '<Key>[^<]*</Key>' | sed 's/<[^>]*>//g')
 check "the bucket holds a folder per storage account" \
-  bash -c 'for l in admin groupadmin presenter visitor inactive; do grep -qx "$l/models/stage.fbx" <<< "$1" || exit 1; done' _ "$keys"
+  bash -c 'for l in admin groupadmin presenter visitor inactive small trial "AROAZRVSIM00000000002:groupadmin"; do
+             grep -qx "$l/models/stage.fbx" <<< "$1" || exit 1; done' _ "$keys"
+check "the Amazon S3 account's folder is in bucket bvkzrv" \
+  grep -qx 'AROAZRVSIM00000000008:amazon/models/stage.fbx' <<< "$(curl -s "$ZRV_S3_URL/bvkzrv?list-type=2" | grep -o '<Key>[^<]*</Key>' | sed 's/<[^>]*>//g')"
 check "the seed asset bundles are there in four builds" \
   [ "$(grep -c '^global/__ASSETBUNDLES/Zarvo Lobby\.\(win\|ios\|android\|web\)\.asb$' <<< "$keys")" -eq 4 ]
 stage_size=$(php_eval '$x = simplexml_load_string($in); foreach ($x->Contents as $c)
@@ -122,6 +127,18 @@ if [ "${ZRV_SIM_BIN:-}" != none ]; then
         echo $v["Address"] ?? "", " ", $v["Bucket"] ?? "";'
   }
   check "a MinIO account is handed this stack's S3 store" [ "$(storage_of admin admin123)" = "$ZRV_S3_URL $ZRV_S3_BUCKET" ]
+  check "the Amazon S3 account is handed bucket bvkzrv" [ "$(storage_of amazon amazon123)" = "$ZRV_S3_URL bvkzrv" ]
+  login=$(curl -s -d "client=BVK&username=groupadmin&password=group123&passwordold=" "$ZRV_SIM_URL/auth/login")
+  check "token lifetimes come from the environment" \
+    [ "$(php_eval '$j = json_decode($in); echo $j->expires_in, "/", $j->refresh_expires_in;' <<< "$login")" = 77/99 ]
+  token=$(php_eval 'echo json_decode($in)->access_token;' <<< "$login")
+  expiry=$(curl -s -H "Authorization: Bearer $token" "$ZRV_SIM_URL/zrv/svc/s3/token" | php_eval 'echo json_decode($in)->Expiration;')
+  check "storage keys live as long as the environment says" \
+    [ $(( $(date -u -d "$expiry" +%s) - $(date -u +%s) )) -le 120 -a $(( $(date -u -d "$expiry" +%s) - $(date -u +%s) )) -ge 100 ]
+  check "the service version comes from the environment" \
+    [ "$(curl -s "$ZRV_SIM_URL/zrv/svc/status" | php_eval 'echo json_decode($in)->message;')" = "OK - Version v2.0.29" ]
+  check "the console version offered comes from the environment" \
+    [ "$(curl -s "$ZRV_SIM_URL/zrv/svc/versions" | php_eval 'echo implode(".", json_decode($in)->Console->Version);')" = 9.1.0 ]
   check "the NextCloud account is handed this stack's WebDAV server" [ "$(storage_of cloud cloud123)" = "$ZRV_DAV_URL " ]
   ini=$ZRV_STACK_DIR/zarvo.ini
   check "the INI names the four groups" \
