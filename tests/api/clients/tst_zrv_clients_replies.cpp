@@ -73,6 +73,8 @@ private slots:
     void listReply_data();
     void listReply();
     void textAndNumberReplies();
+    void workerReadInFullSlot_data();
+    void workerReadInFullSlot();
     void timeOut();
     void refusedConnection();
     void abortDropsRequests();
@@ -290,6 +292,42 @@ void TestClientsReplies::textAndNumberReplies()
     QTRY_COMPARE_WITH_TIMEOUT(posted.fullSignals, 1, 5000);
     QCOMPARE(posted.successes, 1);
     QCOMPARE(posted.summary, QString());
+}
+
+void TestClientsReplies::workerReadInFullSlot_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("success: the status reply's body") << 200 << QByteArray(R"({"code":200,"message":"OK - Version v2.1.0","source":"svc"})");
+    QTest::newRow("failure: the error body") << 503 << QByteArray(R"({"code":503,"message":"maintenance","source":"svc"})");
+}
+
+// The service thread reads the body of the status reply from the worker inside the Full slot,
+// for that operation has no summary: the worker must still be whole there.
+void TestClientsReplies::workerReadInFullSlot()
+{
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    m_server->enqueueJson(status, body);
+    Svc::ZRVMeetingServiceApi api("http", "127.0.0.1", m_server->port(), "");
+    QByteArray seen;
+    int code = 0, calls = 0;
+    QString header;
+    auto read = [&](Svc::ZRVHttpRequestWorker *worker) {
+        ++calls;
+        seen = worker->response;
+        code = worker->httpResponseCode;
+        header = worker->getResponseHeaders().value("Content-Type");
+    };
+    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignalFull, read);
+    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignalEFull,
+            [&](Svc::ZRVHttpRequestWorker *worker, QNetworkReply::NetworkError, QString) { read(worker); });
+    api.serviceStatus();
+    QTRY_COMPARE_WITH_TIMEOUT(calls, 1, 5000);
+    QCOMPARE(seen, body);
+    QCOMPARE(code, status);
+    QCOMPARE(header, QString("application/json"));
+    QCOMPARE(ZRV_AuthService_API::ZRVError(QString::fromUtf8(seen)).getCode(), status);
 }
 
 void TestClientsReplies::timeOut()

@@ -2,6 +2,8 @@
 #include <QJsonDocument>
 #include <QtTest>
 
+#include <typeinfo>
+
 #include "ZRVAuth.h"
 #include "ZRVError.h"
 #include "ZRVGroupMembers.h"
@@ -28,15 +30,15 @@
 #include "ZRVVersion.h"
 #include "ZRVVersions.h"
 
-// Every record and list parser of the three namespaces is fed hostile text;
-// the sanitizers turn any memory or UB fault into a failure.
+// Every record and list parser of the three namespaces is fed hostile text: what a record
+// makes of it, it must read back as the same, and the sanitizers turn any memory or UB
+// fault into a failure.
 class tst_ZrvRecordRobustness : public QObject {
     Q_OBJECT
 
 private slots:
     void hostileInput_data();
     void hostileInput();
-    void deepGroupTree();
 };
 
 namespace {
@@ -63,35 +65,40 @@ QByteArray everyKeyAs(const QJsonValue &value)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-// All the ways a client reads a record or a list of them, and writes it back.
+// All the ways a client reads a record or a list of them. What comes out, written and read
+// again, gives the same output: a field that writes what it cannot read back, or that a
+// reader leaves half-set, shows here. Returns the first difference, or nothing.
 template <typename R>
-int exercise(const QByteArray &bytes)
+QString exercise(const QByteArray &bytes)
 {
-    const QString text = QString::fromUtf8(bytes);
-    R fromText(text);
-    R copy = fromText;
-    copy.fromJson(copy.asJson());
+    const QString name = QString::fromLatin1(typeid(R).name());
     const QJsonDocument doc = QJsonDocument::fromJson(bytes);
+    const R fromText(QString::fromUtf8(bytes));
     R fromObject;
     fromObject.fromJsonObject(doc.object());
-    R fromValue;
-    fromJsonValue(fromValue, doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object()));
+    const R objectAgain(fromObject.asJson());
+    if (objectAgain.asJsonObject() != fromObject.asJsonObject())
+        return name + QStringLiteral(": wrote %1, read back %2").arg(fromObject.asJson(), objectAgain.asJson());
+    const R again(fromText.asJson());
+    if (again.asJsonObject() != fromText.asJsonObject())
+        return name + QStringLiteral(": wrote %1, read back %2").arg(fromText.asJson(), again.asJson());
+    if (again.isSet() != fromText.isSet())
+        return name + QStringLiteral(": isSet changed on reading back");
     QList<R> list;
     fromJsonValue(list, QJsonValue(doc.array()));
-    for (const QJsonValue &element : doc.array()) {
-        R item;
-        fromJsonValue(item, element);
-        list.append(item);
-    }
-    int written = copy.asJson().size() + fromObject.asJson().size() + fromValue.asJson().size();
-    written += toJsonValue(list).toArray().size();
-    return written + (copy.isSet() ? 1 : 0) + (copy.isValid() ? 1 : 0);
+    QList<R> listAgain;
+    fromJsonValue(listAgain, toJsonValue(list));
+    if (toJsonValue(listAgain) != toJsonValue(list))
+        return name + QStringLiteral(": list read back differs");
+    return QString();
 }
 
 template <typename... Records>
-int exerciseAll(const QByteArray &bytes)
+QString exerciseAll(const QByteArray &bytes)
 {
-    return (exercise<Records>(bytes) + ... + 0);
+    QString first;
+    ((first = first.isEmpty() ? exercise<Records>(bytes) : first), ...);
+    return first;
 }
 
 } // namespace
@@ -117,9 +124,11 @@ void tst_ZrvRecordRobustness::hostileInput_data()
     QTest::newRow("deep objects") << deepObject;
     QTest::newRow("every key null") << everyKeyAs(QJsonValue::Null);
     QTest::newRow("every key true") << everyKeyAs(true);
-    QTest::newRow("every key huge number") << everyKeyAs(1e308);
+    // Large, yet finite as a float too: JSON has no infinity to write back.
+    QTest::newRow("every key huge number") << everyKeyAs(1e30);
     QTest::newRow("every key negative fraction") << everyKeyAs(-2.5);
     QTest::newRow("every key text") << everyKeyAs(QStringLiteral("2024-13-45"));
+    QTest::newRow("every key an ISO date") << everyKeyAs(QStringLiteral("2024-02-29"));
     QTest::newRow("every key empty object") << everyKeyAs(QJsonObject());
     QTest::newRow("every key mixed array")
         << everyKeyAs(QJsonArray{1, "a", QJsonValue::Null, QJsonObject{{"x", "y"}}, QJsonArray{}});
@@ -133,42 +142,19 @@ void tst_ZrvRecordRobustness::hostileInput()
 {
     QFETCH(QByteArray, bytes);
     using namespace ZRV_AuthService_API;
-    const int auth = exerciseAll<ZRVAuth, ZRVUser, ZRVUserGroupAttribute, ZRVUserGroup,
-                                 ZRVUserGroups, ZRVGroupMembers, ZRVError>(bytes);
-    const int meeting = exerciseAll<ZRV_MeetingService_API::ZRVMeeting,
-                                    ZRV_MeetingService_API::ZRVPresenter>(bytes);
+    const QString auth = exerciseAll<ZRVAuth, ZRVUser, ZRVUserGroupAttribute, ZRVUserGroup,
+                                     ZRVUserGroups, ZRVGroupMembers, ZRVError>(bytes);
+    QVERIFY2(auth.isEmpty(), qPrintable(auth));
+    const QString meeting = exerciseAll<ZRV_MeetingService_API::ZRVMeeting,
+                                        ZRV_MeetingService_API::ZRVPresenter>(bytes);
+    QVERIFY2(meeting.isEmpty(), qPrintable(meeting));
     using namespace ZRV_Service_API;
-    const int service =
+    const QString service =
         exerciseAll<ZRVDefCredentials, ZRVDefVector3, ZRVAsset, ZRVAssetBundle,
                     ZRVMirrorClientInfo, ZRVSpawnPoint, ZRVMeetingInfo, ZRVBanlistEntry,
                     ZRVMeetingCommand, ZRVMeetingCommandResponse, ZRVS3TempAccessKey, ZRVVersion,
                     ZRVVersions, ZRVMirrorServerInfo>(bytes);
-    // Every record writes at least "{}" for each of its three outputs.
-    QVERIFY(auth >= 7 * 3 * 3);
-    QVERIFY(meeting >= 2 * 3 * 3);
-    QVERIFY(service >= 14 * 3 * 3);
-}
-
-void tst_ZrvRecordRobustness::deepGroupTree()
-{
-    // Deep enough to matter, within the nesting QJsonDocument accepts.
-    const int depth = 400;
-    QByteArray text = R"({"id":"leaf"})";
-    for (int i = 0; i < depth; ++i)
-        text = R"({"id":"g","subGroups":[)" + text + "]}";
-    ZRV_AuthService_API::ZRVUserGroup root(QString::fromUtf8(text));
-    int levels = 0;
-    ZRV_AuthService_API::ZRVUserGroup node = root;
-    while (!node.getSubGroups().isEmpty()) {
-        node = node.getSubGroups().at(0);
-        ++levels;
-    }
-    if (levels == 0)
-        QSKIP("this Qt refuses the nesting depth of the sample");
-    QCOMPARE(levels, depth);
-    QCOMPARE(node.getId(), QStringLiteral("leaf"));
-    QCOMPARE(QJsonDocument::fromJson(root.asJson().toUtf8()).object(),
-             QJsonDocument::fromJson(text).object());
+    QVERIFY2(service.isEmpty(), qPrintable(service));
 }
 
 QTEST_GUILESS_MAIN(tst_ZrvRecordRobustness)

@@ -7,10 +7,15 @@
 #include "ZRVAsset.h"
 #include "ZRVAssetBundle.h"
 #include "ZRVAuth.h"
+#include "ZRVBanlistEntry.h"
 #include "ZRVError.h"
+#include "ZRVGroupMembers.h"
 #include "ZRVMeeting.h"
-#include "ZRVMeetingInfo.h"
+#include "ZRVMeetingCommand.h"
 #include "ZRVMeetingCommandResponse.h"
+#include "ZRVMeetingInfo.h"
+#include "ZRVMirrorServerInfo.h"
+#include "ZRVS3TempAccessKey.h"
 #include "ZRVUser.h"
 #include "ZRVUserGroups.h"
 #include "ZRVVersions.h"
@@ -23,6 +28,8 @@ class tst_ZrvRecords : public QObject {
     Q_OBJECT
 
 private slots:
+    void everyKeyByValue_data();
+    void everyKeyByValue();
     void roundTrip_data();
     void roundTrip();
     void flagsAfterOddInput();
@@ -30,7 +37,6 @@ private slots:
     void isValid();
     void setterAndCopy();
     void nestedGroups();
-    void meetingMetaType();
 };
 
 namespace {
@@ -48,13 +54,27 @@ const QHash<QString, Writer> &writers()
     static const QHash<QString, Writer> all{
         {"ZRVAuth", through<Auth::ZRVAuth>()},
         {"ZRVUser", through<Auth::ZRVUser>()},
+        {"ZRVUserGroupAttribute", through<Auth::ZRVUserGroupAttribute>()},
+        {"ZRVUserGroup", through<Auth::ZRVUserGroup>()},
         {"ZRVUserGroups", through<Auth::ZRVUserGroups>()},
+        {"ZRVGroupMembers", through<Auth::ZRVGroupMembers>()},
+        {"ZRVError", through<Auth::ZRVError>()},
         {"ZRVMeeting", through<Meet::ZRVMeeting>()},
+        {"ZRVPresenter", through<Meet::ZRVPresenter>()},
+        {"ZRVDefCredentials", through<Svc::ZRVDefCredentials>()},
+        {"ZRVDefVector3", through<Svc::ZRVDefVector3>()},
         {"ZRVAsset", through<Svc::ZRVAsset>()},
         {"ZRVAssetBundle", through<Svc::ZRVAssetBundle>()},
+        {"ZRVMirrorClientInfo", through<Svc::ZRVMirrorClientInfo>()},
+        {"ZRVSpawnPoint", through<Svc::ZRVSpawnPoint>()},
         {"ZRVMeetingInfo", through<Svc::ZRVMeetingInfo>()},
+        {"ZRVBanlistEntry", through<Svc::ZRVBanlistEntry>()},
+        {"ZRVMeetingCommand", through<Svc::ZRVMeetingCommand>()},
         {"ZRVMeetingCommandResponse", through<Svc::ZRVMeetingCommandResponse>()},
+        {"ZRVS3TempAccessKey", through<Svc::ZRVS3TempAccessKey>()},
+        {"ZRVVersion", through<Svc::ZRVVersion>()},
         {"ZRVVersions", through<Svc::ZRVVersions>()},
+        {"ZRVMirrorServerInfo", through<Svc::ZRVMirrorServerInfo>()},
     };
     return all;
 }
@@ -65,6 +85,69 @@ QJsonObject obj(const QString &text)
 }
 
 } // namespace
+
+// Each record with every key of its wire table, values chosen so that a wrong key, a wrong
+// field type (text for a number, int for a 64-bit size, ...) or a missing field changes
+// what comes back.
+void tst_ZrvRecords::everyKeyByValue_data()
+{
+    QTest::addColumn<QString>("record");
+    QTest::addColumn<QString>("input");
+
+    QTest::newRow("ZRVAuth") << "ZRVAuth" << R"({"access_token":"at","expires_in":8589934593,
+        "refresh_expires_in":8589934594,"refresh_token":"rt","token_type":"Bearer","not-before-policy":7,
+        "session_state":"ss","scope":"profile email"})";
+    QTest::newRow("ZRVUser") << "ZRVUser" << R"({"id":"u1","userId":"presenter","company":"Brenvik",
+        "firstName":"Petra","lastName":"Presenter","email":"p@x","phone":"+47","status":"active",
+        "roles":["ZRV_Presenter","ZRV_User"],"created":"2025-03-01"})";
+    QTest::newRow("ZRVUserGroupAttribute") << "ZRVUserGroupAttribute" << R"({"key":"Modus","value":["MINIO","S3"]})";
+    QTest::newRow("ZRVUserGroup") << "ZRVUserGroup" << R"({"id":"g","name":"S3_Config_Minio",
+        "attributes":[{"key":"k","value":["v"]}],"subGroups":[{"id":"s","name":"sub"}]})";
+    QTest::newRow("ZRVUserGroups") << "ZRVUserGroups" << R"({"userId":"u","groups":[{"id":"g","name":"n"}]})";
+    QTest::newRow("ZRVGroupMembers") << "ZRVGroupMembers" << R"({"groupId":"g","members":[{"id":"u1","userId":"x"}]})";
+    QTest::newRow("ZRVError") << "ZRVError" << R"({"code":404,"message":"m","source":"s","file":"f.cpp","func":"fn","line":12})";
+    QTest::newRow("ZRVMeeting") << "ZRVMeeting" << R"({"id":8589934593,"meetingId":"wdr7k2m4","title":"t",
+        "password":"p","description":"d","creatorId":"c1","creator":"presenter","created":"2026-11-02",
+        "modified":"2026-11-20","license":"endless","status":"active","audioMode":1,"audioMode3D":10,
+        "chatMode":2,"presenter":{"name":"P","email":"e"}})";
+    QTest::newRow("ZRVPresenter") << "ZRVPresenter" << R"({"name":"P","email":"e"})";
+    QTest::newRow("ZRVDefCredentials") << "ZRVDefCredentials" << R"({"User":"u","Pass":"p"})";
+    QTest::newRow("ZRVDefVector3") << "ZRVDefVector3" << R"({"x":0.5,"y":-2.25,"z":1024.75})";
+    QTest::newRow("ZRVAsset") << "ZRVAsset" << R"({"Id":3,"MeetingId":"m","Name":"n","Mode":1,"StgHost":"h",
+        "StgBucket":"b","StgRelPath":"r","StgSize":8589934593,"StgPreSgnPath":"ps","StgChecksum":"cs",
+        "StgCredentials":{"User":"u","Pass":"p"},"Position":{"x":1.5},"Rotation":{"y":90},"Scale":{"z":2}})";
+    QTest::newRow("ZRVAssetBundle") << "ZRVAssetBundle" << R"({"Id":"ab-1","UserId":"u","UserName":"un","Name":"n",
+        "Mode":2,"StgRelPath":"r","StgSize":[8589934593,2],"StgPreSgnPath":["a","b"],"StgChecksums":["c","d"]})";
+    QTest::newRow("ZRVMirrorClientInfo") << "ZRVMirrorClientInfo" << R"({"Id":4,"Alias":"a","currentRole":"Presenter",
+        "MeetingId":"m","IP":167772161,"HostName":"h","voiceEnabled":true,"voiceIsTalking":false,
+        "Credentials":{"User":"u"}})";
+    QTest::newRow("ZRVSpawnPoint") << "ZRVSpawnPoint" << R"({"Id":0,"PlayerId":2,"MeetingId":"m","Name":"Start",
+        "Position":{"x":1},"Rotation":{"y":2}})";
+    QTest::newRow("ZRVMeetingInfo") << "ZRVMeetingInfo" << R"({"meetingId":"m","statusMirror":1,
+        "endingTime":"Mon Nov 23 08:47:49 2026 GMT","licenseMode":1,"licenseCountAttendees":25,"voiceMode":1,
+        "voiceMode3D":10,"chatMode":1,"clients":[{"Id":1}],"assets":[{"Id":2}],"assetBundles":[{"Id":"ab"}],
+        "spawnPoints":[{"Id":0}]})";
+    QTest::newRow("ZRVBanlistEntry") << "ZRVBanlistEntry" << R"({"Id":1,"Mode":3,"Filename":"f","Checksum":"c"})";
+    QTest::newRow("ZRVMeetingCommand") << "ZRVMeetingCommand" << R"({"meetingId":"m","command":"KickPlayer","params":["1","2"]})";
+    QTest::newRow("ZRVMeetingCommandResponse") << "ZRVMeetingCommandResponse" << R"({"command":"GetPlayerPos",
+        "meetingId":"m","sList":["s"],"vList":[{"x":1},{"y":2}]})";
+    QTest::newRow("ZRVS3TempAccessKey") << "ZRVS3TempAccessKey" << R"({"AccessKeyId":"a","SecretAccessKey":"s",
+        "SessionToken":"t","AssumedRoleId":"AROA1:alice","Arn":"S3","Expiration":"Mon Nov 23 08:47:49 2026",
+        "Bucket":"b","Endpoint":"e"})";
+    QTest::newRow("ZRVVersion") << "ZRVVersion" << R"({"Name":"Console","Version":[1,2,3],"UpdateUrl":"u"})";
+    QTest::newRow("ZRVVersions") << "ZRVVersions" << R"({"Console":{"Name":"c"},"WindowsDesktop":{"Name":"w"},
+        "WindowsVR":{"Name":"v"},"Android":{"Name":"a"},"iOS":{"Name":"i"}})";
+    QTest::newRow("ZRVMirrorServerInfo") << "ZRVMirrorServerInfo" << R"({"meetingId":"m","serverId":"s",
+        "mirrorServerHost":"h","mirrorServerPort":7777,"currentRole":"r"})";
+}
+
+void tst_ZrvRecords::everyKeyByValue()
+{
+    QFETCH(QString, record);
+    QFETCH(QString, input);
+    QVERIFY2(writers().contains(record), qPrintable(record));
+    QCOMPARE(writers().value(record)(input), obj(input));
+}
 
 // A record read from a reply writes back exactly what it could read.
 void tst_ZrvRecords::roundTrip_data()
@@ -94,24 +177,9 @@ void tst_ZrvRecords::roundTrip_data()
         << "ZRVAsset" << R"({"Id":3,"Position":{"x":"1"},"Scale":{}})" << R"({"Id":3})";
     QTest::newRow("float narrowed then widened") << "ZRVAsset" << R"({"Rotation":{"y":0.1}})"
                                                  << R"({"Rotation":{"y":0.10000000149011612}})";
-    QTest::newRow("string Id of asset reads as 0") << "ZRVAsset" << R"({"Id":"17"})" << R"({"Id":0})";
-    QTest::newRow("size above 32 bits exact") << "ZRVAsset" << R"({"StgSize":8589934593})"
-                                              << R"({"StgSize":8589934593})";
-    QTest::newRow("string Id of bundle stays text") << "ZRVAssetBundle" << R"({"Id":"17","StgSize":[1,2]})"
-                                                    << R"({"Id":"17","StgSize":[1,2]})";
     QTest::newRow("voiceEnabled as string not written")
         << "ZRVMeetingInfo" << R"({"clients":[{"Id":1,"voiceEnabled":"true","voiceIsTalking":false}]})"
         << R"({"clients":[{"Id":1,"voiceIsTalking":false}]})";
-    QTest::newRow("list given as object left out") << "ZRVMeetingInfo" << R"({"meetingId":"m","assets":{"Id":1}})"
-                                                   << R"({"meetingId":"m"})";
-    QTest::newRow("empty clients written as absent") << "ZRVMeetingInfo" << R"({"clients":[],"chatMode":1})"
-                                                     << R"({"chatMode":1})";
-    QTest::newRow("bad list element keeps its place")
-        << "ZRVMeetingCommandResponse" << R"({"vList":[{"x":1},5,{"z":2}]})"
-        << R"({"vList":[{"x":1},{},{"z":2}]})";
-    QTest::newRow("version element string is 0")
-        << "ZRVVersions" << R"({"Console":{"Name":"c","Version":[1,"2",3]},"iOS":{"UpdateUrl":"u"}})"
-        << R"({"Console":{"Name":"c","Version":[1,0,3]},"iOS":{"UpdateUrl":"u"}})";
     QTest::newRow("meeting presenter absent") << "ZRVMeeting" << R"({"id":5000000000,"audioMode3D":1})"
                                               << R"({"id":5000000000,"audioMode3D":1})";
     QTest::newRow("meeting presenter partial") << "ZRVMeeting" << R"({"presenter":{"email":"p@x"}})"
@@ -142,26 +210,12 @@ void tst_ZrvRecords::flagsAfterOddInput()
     QVERIFY(!empty.is_created_Set());
     QVERIFY(!empty.getCreated().isValid());
 
-    const Svc::ZRVMeetingInfo info(R"({"clients":[],"assets":{"Id":1},
-        "spawnPoints":[{"Id":2,"Position":{"x":1}}]})");
-    QVERIFY(info.is_clients_Set());
+    // A list given as one object: empty, not valid, and left out.
+    const Svc::ZRVMeetingInfo info(R"({"meetingId":"m","assets":{"Id":1}})");
     QVERIFY(!info.is_assets_Valid());
     QVERIFY(!info.is_assets_Set());
     QVERIFY(info.getAssets().isEmpty());
-    QCOMPARE(info.getSpawnPoints().size(), 1);
-    QCOMPARE(info.getSpawnPoints().at(0).getPosition().getX(), 1.0f);
-    QVERIFY(!info.getSpawnPoints().at(0).getPosition().is_y_Set());
-
-    const Svc::ZRVAsset asset(R"({"Id":"17","Mode":true})");
-    QVERIFY(asset.is_id_Set() && asset.is_id_Valid());
-    QCOMPARE(asset.getId(), 0);
-    QCOMPARE(asset.getMode(), 0);
-    QVERIFY(!asset.getPosition().isSet());
-
-    const Svc::ZRVVersions versions(R"({"Console":{"Version":[1,"x"]}})");
-    QVERIFY(versions.getConsole().is_version_Valid());
-    QCOMPARE(versions.getConsole().getVersion(), (QList<int>{1, 0}));
-    QVERIFY(!versions.getIOS().isSet());
+    QCOMPARE(info.asJsonObject(), obj(R"({"meetingId":"m"})"));
 
     // A failed read keeps what the field held before.
     Svc::ZRVAsset kept;
@@ -257,16 +311,6 @@ void tst_ZrvRecords::nestedGroups()
     QCOMPARE(group.getId(), QStringLiteral("leaf"));
     QCOMPARE(group.getAttributes().value(0).getValue(), (QList<QString>{"v1", "v2"}));
     QCOMPARE(groups.asJsonObject(), obj(QStringLiteral(R"({"userId":"u","groups":[%1]})").arg(text)));
-}
-
-void tst_ZrvRecords::meetingMetaType()
-{
-    QCOMPARE(QMetaType::typeName(qMetaTypeId<Meet::ZRVMeeting>()),
-             "ZRV_MeetingService_API::ZRVMeeting");
-    Meet::ZRVMeeting meeting;
-    meeting.setTitle(QStringLiteral("t"));
-    const QVariant held = QVariant::fromValue(meeting);
-    QCOMPARE(held.value<Meet::ZRVMeeting>().getTitle(), QStringLiteral("t"));
 }
 
 QTEST_GUILESS_MAIN(tst_ZrvRecords)
