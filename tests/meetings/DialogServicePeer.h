@@ -33,8 +33,9 @@ public:
     QString errorText() const { return m_error; }
 
     ZRV_MeetingsInfoThread *thread() const { return m_thread.get(); }
+    ZRV_Config *config() const { return m_fx ? m_fx->config() : m_config.get(); }
     SimProcess &sim() { return m_fx->sim(); }
-    const ZRV_LoginData &login() const { return m_login; }
+    ZRV_LoginData *login() { return &m_login; }
 
     // One poll of the service object; the live records by lower-case id.
     QMap<QString, ZRV_Service_API::ZRVMeetingInfo> poll();
