@@ -491,7 +491,8 @@ void TestZRV_S3Worker::transfer()
     qlonglong last = 0;
     for (const QVariantList &s : steps(h)) {
         QCOMPARE(s.mid(0, 4), (QVariantList{upload ? 0 : 1, sc.bucket, key, size}));
-        QVERIFY(s.at(4).toLongLong() > last);
+        // A step that met a slow store may report no new bytes, never fewer.
+        QVERIFY(s.at(4).toLongLong() >= last);
         last = s.at(4).toLongLong();
     }
     QCOMPARE(last, size);
