@@ -92,7 +92,6 @@ private slots:
     void signedAgainstCheckingStore();
     void roundTrip_data();
     void roundTrip();
-    void resumeWithNewObject();
     void abortUploadLeavesNothingOnStore();
     void sourceChangedBetweenSteps();
     void abortedOrFailedDownloadKeepsOldFile_data();
@@ -295,8 +294,15 @@ void TestStorage_S3::oneFileToTwoKeysWithPauses()
     std::unique_ptr<Storage_S3> s3(client());
     QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/first.bin", source, "text/plain").finished);
     QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/second.bin", source, "text/plain").finished);
-    QCOMPARE(m_moto.openMultipartUploads(kBucket), 2);
+    bool ok = false;
+    const QStringList uploads = m_moto.openUploadIds(kBucket, &ok);
+    QVERIFY(ok && uploads.size() == 2);
+    // Renewed temporary keys come with a new client and access key; both
+    // uploads go on as they were on the store rather than starting over.
     s3.reset(client("renewed"));
+    QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/first.bin", source, "text/plain").finished);
+    QVERIFY(!s3->UploadObjectMultipart(kBucket, "two/second.bin", source, "text/plain").finished);
+    QCOMPARE(m_moto.openUploadIds(kBucket, &ok), uploads);
     int steps = 0;
     QVERIFY(uploadAll(*s3, "two/first.bin", source, &steps).finished);
     QVERIFY(uploadAll(*s3, "two/second.bin", source, &steps).finished);
@@ -385,8 +391,6 @@ void TestStorage_S3::failures_data()
                                               << "The specified bucket does not exist";
     QTest::newRow("info of a missing object") << QString() << kBucket << "not/there" << 404 << "NotFound"
                                               << "The bucket or object does not exist.";
-    QTest::newRow("nobody listening") << "http://127.0.0.1:1" << kBucket << QString() << 7 << "TransportError"
-                                      << "Listing \"store\": Couldn't connect to server";
     QTest::newRow("no address at all") << "::" << kBucket << QString() << 3 << "TransportError"
                                        << "Listing \"store\": URL using bad/illegal format or missing URL";
 }
@@ -536,40 +540,6 @@ void TestStorage_S3::roundTrip()
     QCOMPARE(down.progress, size);
     QVERIFY(readAll(target) == data);
     QVERIFY(partialsOf(target).isEmpty());
-}
-
-void TestStorage_S3::resumeWithNewObject()
-{
-    const qint64 size = 16 * kMiB + 3;
-    const QByteArray data = randomBytes(size);
-    const QString source = local("resume-up");
-    const QString target = local("resume-down");
-    QVERIFY(writeAll(source, data));
-
-    // A pause and a new client between two steps, as a key renewal does:
-    // temporary keys come with a new access key.
-    std::unique_ptr<Storage_S3> s3(client());
-    MPInfo first = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
-    QVERIFY(!first.finished);
-    QVERIFY(first.progress > 0);
-    bool ok = false;
-    const QStringList uploads = m_moto.openUploadIds(kBucket, &ok);
-    QVERIFY(ok && uploads.size() == 1);
-    s3.reset(client("renewed"));
-    MPInfo next = s3->UploadObjectMultipart(kBucket, "resume.bin", source, "text/plain");
-    QVERIFY(!next.finished);
-    QCOMPARE(m_moto.openUploadIds(kBucket, &ok), uploads);
-    int steps = 0;
-    QVERIFY(uploadAll(*s3, "resume.bin", source, &steps).finished);
-    QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
-
-    first = s3->DownloadObjectMultipart(kBucket, "resume.bin", target);
-    QVERIFY(!first.finished);
-    s3.reset(client("renewed again"));
-    next = s3->DownloadObjectMultipart(kBucket, "resume.bin", target);
-    QVERIFY2(next.progress > first.progress, "the new client started over");
-    QVERIFY(downloadAll(*s3, "resume.bin", target, &steps).finished);
-    QVERIFY(readAll(target) == data);
 }
 
 void TestStorage_S3::abortUploadLeavesNothingOnStore()
