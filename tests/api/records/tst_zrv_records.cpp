@@ -156,32 +156,18 @@ void tst_ZrvRecords::roundTrip_data()
     QTest::addColumn<QString>("input");
     QTest::addColumn<QString>("output");
 
-    const QString token = R"({"access_token":"a","expires_in":300,"refresh_expires_in":1800,
-        "refresh_token":"r","token_type":"Bearer","not-before-policy":0,"session_state":"s","scope":"email"})";
-    QTest::newRow("hyphenated key kept both ways") << "ZRVAuth" << token << token;
     QTest::newRow("unknown keys dropped") << "ZRVUser" << R"({"id":"1","extra":5})" << R"({"id":"1"})";
     QTest::newRow("roles empty array left out") << "ZRVUser" << R"({"roles":[]})" << "{}";
-    QTest::newRow("roles kept") << "ZRVUser" << R"({"roles":["admin","presenter"]})"
-                                << R"({"roles":["admin","presenter"]})";
     QTest::newRow("created not ISO left out") << "ZRVUser" << R"({"id":"1","created":"03/04/2024"})"
                                               << R"({"id":"1"})";
-    QTest::newRow("created ISO kept") << "ZRVUser" << R"({"created":"2024-04-03"})"
-                                      << R"({"created":"2024-04-03"})";
     QTest::newRow("null field left out") << "ZRVUser" << R"({"email":null,"phone":"1"})"
                                          << R"({"phone":"1"})";
-    QTest::newRow("number in text field becomes text") << "ZRVAsset" << R"({"Name":1234567})"
-                                                       << R"({"Name":"1.23457e+06"})";
     QTest::newRow("nested position only x") << "ZRVAsset" << R"({"Id":3,"Position":{"x":1.5}})"
                                             << R"({"Id":3,"Position":{"x":1.5}})";
     QTest::newRow("nested position with nothing readable left out")
         << "ZRVAsset" << R"({"Id":3,"Position":{"x":"1"},"Scale":{}})" << R"({"Id":3})";
     QTest::newRow("float narrowed then widened") << "ZRVAsset" << R"({"Rotation":{"y":0.1}})"
                                                  << R"({"Rotation":{"y":0.10000000149011612}})";
-    QTest::newRow("voiceEnabled as string not written")
-        << "ZRVMeetingInfo" << R"({"clients":[{"Id":1,"voiceEnabled":"true","voiceIsTalking":false}]})"
-        << R"({"clients":[{"Id":1,"voiceIsTalking":false}]})";
-    QTest::newRow("meeting presenter absent") << "ZRVMeeting" << R"({"id":5000000000,"audioMode3D":1})"
-                                              << R"({"id":5000000000,"audioMode3D":1})";
     QTest::newRow("meeting presenter partial") << "ZRVMeeting" << R"({"presenter":{"email":"p@x"}})"
                                                << R"({"presenter":{"email":"p@x"}})";
     QTest::newRow("root array gives empty record") << "ZRVMeeting" << R"([{"id":1}])" << "{}";
