@@ -170,6 +170,9 @@ void tst_ZrvRecords::roundTrip_data()
                                                  << R"({"Rotation":{"y":0.10000000149011612}})";
     QTest::newRow("meeting presenter partial") << "ZRVMeeting" << R"({"presenter":{"email":"p@x"}})"
                                                << R"({"presenter":{"email":"p@x"}})";
+    QTest::newRow("bad list element keeps its place, written empty")
+        << "ZRVMeetingCommandResponse" << R"({"vList":[{"x":1},5,{"z":2}]})"
+        << R"({"vList":[{"x":1},{},{"z":2}]})";
     QTest::newRow("root array gives empty record") << "ZRVMeeting" << R"([{"id":1}])" << "{}";
     QTest::newRow("text cut at first zero byte") << "ZRVMeeting" << QString::fromUtf8("{\"id\":1}\0garbage", 16)
                                                  << R"({"id":1})";
