@@ -228,7 +228,7 @@ void MultipartUpload::startPart(int index)
     m_transport.start(call);
 }
 
-void MultipartUpload::topUp()
+void MultipartUpload::checkSource()
 {
     // Parts of two versions of a file would make an object that never existed.
     const QFileInfo now(m_path);
@@ -236,10 +236,18 @@ void MultipartUpload::topUp()
         abort();
         throw localFailure(m_path, QStringLiteral("the file changed while it was being uploaded"));
     }
+}
+
+void MultipartUpload::topUp(bool checked)
+{
     const qint64 clock = QDateTime::currentMSecsSinceEpoch();
     for (int i = 0; i < m_etags.size() && m_inFlight.size() < kInFlight; ++i) {
-        if (m_etags.at(i).isEmpty() && !m_inFlight.contains(i) && m_retries.at(i).notBefore <= clock)
+        if (m_etags.at(i).isEmpty() && !m_inFlight.contains(i) && m_retries.at(i).notBefore <= clock) {
+            if (!checked)
+                checkSource();
+            checked = true;
             startPart(i);
+        }
     }
 }
 
@@ -335,7 +343,8 @@ MPInfo MultipartUpload::step()
     if (m_size < kMinPart)
         return info(true);
 
-    topUp();
+    checkSource();
+    topUp(true);
     QElapsedTimer clock;
     clock.start();
     const qint64 movedBefore = movedNow();

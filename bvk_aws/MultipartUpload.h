@@ -50,7 +50,9 @@ private:
     bool adoptSaved(const QJsonObject &saved);
     qint64 movedNow() const;
     bool allSent() const;
-    void topUp();
+    void checkSource();
+    // Starts the parts that may go; `checked`: the source was just found unchanged.
+    void topUp(bool checked = false);
     void startPart(int index);
     void retire(S3Call *call);
     MPInfo complete();
