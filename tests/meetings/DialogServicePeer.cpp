@@ -75,9 +75,9 @@ QMap<QString, ZRVMeetingInfo> DialogServicePeer::poll()
     const auto c = QObject::connect(m_thread.get(), &ZRV_MeetingsInfoThread::meetingsInfo,
                                     [&](const QMap<QString, ZRVMeetingInfo> &m) { map = m; got = true; });
     m_thread->getMeetingsInfo();
-    QTest::qWaitFor([&got] { return got; }, 10000);
+    const bool answered = QTest::qWaitFor([&got] { return got; }, 10000);
     QObject::disconnect(c);
-    return map;
+    return answered ? map : QMap<QString, ZRVMeetingInfo>();
 }
 
 SimProcess::Reply DialogServicePeer::service(const QByteArray &verb, const QString &path, const QByteArray &body)

@@ -92,10 +92,10 @@ void tst_ZRV_LogfileDialog::settingsSurviveReopening()
     ZRV_LogfileDialog dlg(peer.thread());
     QSignalSpy replies(peer.thread(), &ZRV_MeetingsInfoThread::mirrorLog);
 
-    bool quietAfterUntick = false;
+    bool loaded = false, quietAfterUntick = false;
     ModalAnswerer first;
     first.handle([&](QWidget *w) {
-        QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
+        loaded = QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
         QTest::mouseClick(w->findChild<QCheckBox *>(QStringLiteral("chkAutoUpdate")), Qt::LeftButton);
         w->findChild<QSpinBox *>(QStringLiteral("spnLines"))->setValue(3);
         replies.wait(1500);
@@ -106,6 +106,7 @@ void tst_ZRV_LogfileDialog::settingsSurviveReopening()
     first.arm(20000);
     dlg.showMirrorLog(QStringLiteral("wdr7k2m4"));
     first.disarm();
+    QVERIFY(loaded);
     QVERIFY(quietAfterUntick);
 
     // A slow service, so that the waiting text can be seen on the second opening.
@@ -120,13 +121,14 @@ void tst_ZRV_LogfileDialog::settingsSurviveReopening()
         waitingText = shownText(w);
         stillUnticked = !w->findChild<QCheckBox *>(QStringLiteral("chkAutoUpdate"))->isChecked();
         lines = w->findChild<QSpinBox *>(QStringLiteral("spnLines"))->value();
-        QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 8000);
+        loaded = QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 8000);
         loadedText = shownText(w);
         pressOk(w);
     });
     second.arm(20000);
     dlg.showMirrorLog(QStringLiteral("wdr7k2m4"));
 
+    QVERIFY(loaded);
     QCOMPARE(waitingText, QStringLiteral("Loading, please wait."));
     QVERIFY(stillUnticked);
     QCOMPARE(lines, 3);

@@ -197,7 +197,8 @@ void tst_zrv_meeting_dialogs_replies::logReplies()
     QString shown;
     ModalAnswerer answerer;
     answerer.handle([&](QWidget *w) {
-        QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
+        // The count below tells whether the reply came.
+        (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
         shown = w->findChild<QPlainTextEdit *>(QStringLiteral("teLogfile"))->toPlainText();
         pressOk(w);
     });
@@ -236,7 +237,8 @@ void tst_zrv_meeting_dialogs_replies::scrolledViewStaysPut()
         ModalAnswerer answerer;
         answerer.handle([&](QWidget *w) {
             auto *te = w->findChild<QPlainTextEdit *>(QStringLiteral("teLogfile"));
-            QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
+            if (!QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000))
+                return pressOk(w);
             if (scroll) {
                 te->verticalScrollBar()->setValue(10);
                 te->horizontalScrollBar()->setValue(30);
