@@ -105,7 +105,12 @@ void ZRV_ServerApp::onServiceVersions(ZRVVersions versions)
             m_updateProgress->show();
             QApplication::processEvents();
 
+            // Without a parent, so that the download outlives nothing else;
+            // it goes with the window rather than with the process, which
+            // keeps leak checks quiet.
             m_updateManager = new QNetworkAccessManager();
+            QNetworkAccessManager *manager = m_updateManager;
+            connect(this, &QObject::destroyed, manager, [manager]() { delete manager; });
             connect(m_updateManager, &QNetworkAccessManager::finished, this,
                     &ZRV_ServerApp::onDownloadFinished);
             // Public on purpose: no authorisation goes with it.
