@@ -170,12 +170,10 @@ void ZRV_Meetings::onGetMeetings(QList<ZRVMeeting> summary)
     // Rows are written over in place; only the count changes as a whole.
     QTableWidget *table = ui->tblMeetings;
     table->clearSelection();
-    table->setUpdatesEnabled(false);
     table->setRowCount(m_meetingMap.size());
     int row = 0;
     for (auto it = m_meetingMap.constBegin(); it != m_meetingMap.constEnd(); ++it, ++row)
         ZRV_MeetingRows::fillRegistryRow(table, row, it.value());
-    table->setUpdatesEnabled(true);
 
     updateButtons();
     m_thread->getMeetingsInfo();
@@ -203,7 +201,6 @@ void ZRV_Meetings::onMeetingsInfo(QMap<QString, ZRVMeetingInfo> map)
 
     QTableWidget *table = ui->tblMeetings;
     const QDateTime nowUtc = QDateTime::currentDateTimeUtc();
-    table->setUpdatesEnabled(false);
     for (int row = 0; row < table->rowCount(); ++row) {
         const QTableWidgetItem *idCell = table->item(row, ZRV_MeetingRows::ColId);
         const QString key = idCell ? idCell->text().toLower() : QString();
@@ -214,7 +211,6 @@ void ZRV_Meetings::onMeetingsInfo(QMap<QString, ZRVMeetingInfo> map)
         }
         ZRV_MeetingRows::applyLiveRow(table, row, m_meetingMap.value(key), live.value(), nowUtc);
     }
-    table->setUpdatesEnabled(true);
 
     updatePlayerList(map);
 }
