@@ -4,7 +4,6 @@
 
 #include <QDialogButtonBox>
 #include <QJsonObject>
-#include <QLabel>
 #include <QJsonDocument>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -96,12 +95,10 @@ class tst_ZRV_ChangePasswordDialog : public QObject
 
 private slots:
     void initTestCase();
-    void form();
     void refusedBeforeSending_data();
     void refusedBeforeSending();
     void serviceAnswer_data();
     void serviceAnswer();
-    void cancelKeepsTokens();
     void wireAndReplyWithoutToken();
 
 private:
@@ -111,22 +108,6 @@ private:
 void tst_ZRV_ChangePasswordDialog::initTestCase()
 {
     QVERIFY2(m_fx.start(), qPrintable(m_fx.errorText()));
-}
-
-void tst_ZRV_ChangePasswordDialog::form()
-{
-    ZRV_ChangePasswordDialog dialog(m_fx.config(), presenterData(), nullptr);
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Change Password"));
-    QCOMPARE(dialog.findChild<QLabel *>(QStringLiteral("lblNewPW2"))->text(),
-             QStringLiteral("Confirm  New Password"));
-    for (const char *name : {"leOldPW", "leNewPW1", "leNewPW2"})
-        QCOMPARE(dialog.findChild<QLineEdit *>(QLatin1String(name))->echoMode(), QLineEdit::Password);
-    auto *box = dialog.findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
-    QCOMPARE(box->buttons().size(), 2);
-    QVERIFY(box->button(QDialogButtonBox::Cancel));
-    QVERIFY(okButton(dialog));
-    QCOMPARE(box->buttonRole(okButton(dialog)), QDialogButtonBox::ActionRole);
-    QVERIFY(!(dialog.windowFlags() & Qt::WindowContextHelpButtonHint));
 }
 
 void tst_ZRV_ChangePasswordDialog::refusedBeforeSending_data()
@@ -243,24 +224,6 @@ void tst_ZRV_ChangePasswordDialog::serviceAnswer()
         QCOMPARE(after.tokenExpiry, before.tokenExpiry);
         QVERIFY(simLogin(m_fx, QStringLiteral("presenter"), QStringLiteral("presenter123")));
     }
-}
-
-void tst_ZRV_ChangePasswordDialog::cancelKeepsTokens()
-{
-    const ZRV_LoginData before = presenterData();
-    ZRV_ChangePasswordDialog dialog(m_fx.config(), before, nullptr);
-    ModalAnswerer answerer;
-    answerer.handle([](QWidget *modal) {
-        auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
-        QTest::mouseClick(box->button(QDialogButtonBox::Cancel), Qt::LeftButton);
-    });
-    answerer.arm(10000);
-    QCOMPARE(dialog.exec(), int(QDialog::Rejected));
-    answerer.disarm();
-    QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(dialog.loginData().accessToken, before.accessToken);
-    QCOMPARE(dialog.loginData().refreshToken, before.refreshToken);
-    QCOMPARE(dialog.loginData().tokenExpiry, before.tokenExpiry);
 }
 
 // The request as it leaves: the old password authorises it, no token does.

@@ -3,6 +3,8 @@
 // about dialog opens from the menu.
 
 #include <QAction>
+#include <QCoreApplication>
+#include <QFile>
 #include <QDialogButtonBox>
 #include <QJsonObject>
 #include <QLabel>
@@ -77,7 +79,9 @@ private slots:
     void initTestCase();
     void changePassword_data();
     void changePassword();
+    void aboutFromMenu_data();
     void aboutFromMenu();
+    void cleanup();
 
 private:
     // A console signed in as "cloud"; its service object's token changes
@@ -179,18 +183,49 @@ void tst_ZRV_ServerApp_Account::changePassword()
     QVERIFY(fx.exitCodes().isEmpty());
 }
 
+void tst_ZRV_ServerApp_Account::cleanup()
+{
+    QFile::remove(QCoreApplication::applicationDirPath() + QStringLiteral("/copyright.txt"));
+}
+
+// The about dialog's own version text, and a notice beside the executable
+// taking the place of the built-in one.
+void tst_ZRV_ServerApp_Account::aboutFromMenu_data()
+{
+    QTest::addColumn<bool>("fileBeside");
+    QTest::addColumn<QByteArray>("content");
+
+    QTest::newRow("no file: the built-in notice") << false << QByteArray();
+    QTest::newRow("file beside the executable replaces it")
+        << true << QByteArray("Zarvo Console\nCopyright (C) Brenvik.\n\xc3\xa9t\xc3\xa9\n");
+    QTest::newRow("empty file gives an empty notice") << true << QByteArray();
+}
+
 void tst_ZRV_ServerApp_Account::aboutFromMenu()
 {
+    QFETCH(bool, fileBeside);
+    QFETCH(QByteArray, content);
+
+    if (fileBeside) {
+        QFile file(QCoreApplication::applicationDirPath() + QStringLiteral("/copyright.txt"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
     ConsoleFixture fx;
     std::unique_ptr<ZRV_ServerApp> window;
     std::unique_ptr<QSignalSpy> tokens;
     QVERIFY(openConsole(fx, window, tokens));
 
     QString title;
+    QString notice;
+    bool onlyOk = false;
     ModalAnswerer answerer;
-    answerer.handle([&title](QWidget *modal) {
+    answerer.handle([&](QWidget *modal) {
         title = modal->findChild<QLabel *>(QStringLiteral("lblTitle"))->text();
+        notice = modal->findChild<QLabel *>(QStringLiteral("lblCopyright"))->text();
         auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
+        onlyOk = box->button(QDialogButtonBox::Ok)->isVisible()
+            && !box->button(QDialogButtonBox::Cancel)->isVisible();
         QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
     });
     answerer.arm(20000);
@@ -198,10 +233,14 @@ void tst_ZRV_ServerApp_Account::aboutFromMenu()
     answerer.disarm();
 
     QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(answerer.seen().first().className, QStringLiteral("ZRV_VersionDialog"));
     QCOMPARE(answerer.seen().first().title, QStringLiteral("About Zarvo Console"));
+    // Its own build text, not the main window's 3.1.2.
     QCOMPARE(title, QStringLiteral("Zarvo Console V3.1.0"));
-    QVERIFY(answerer.seen().first().answered);
+    QVERIFY(onlyOk);
+    if (fileBeside)
+        QCOMPARE(notice, QString::fromUtf8(content));
+    else
+        QVERIFY(notice.startsWith(QStringLiteral("Zarvo Console\nCopyright (C) Brenvik.")));
 }
 
 QTEST_MAIN(tst_ZRV_ServerApp_Account)
