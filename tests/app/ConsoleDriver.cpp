@@ -4,78 +4,70 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTest>
+#include <QTimer>
 
 #include "ZRV_Login.h"
+#include "ZRV_ServerApp.h"
 
-void ConsoleDriver::logins(const QString &user, const QStringList &passwords)
+ConsoleDriver::ConsoleDriver(const QString &user, const QStringList &passwords)
+    : m_user(user), m_passwords(passwords)
 {
-    m_user = user;
-    m_passwords = passwords;
-}
-
-void ConsoleDriver::arm(int dialogs, int boundMs)
-{
-    for (int i = 0; i < dialogs; ++i)
+    for (int i = 0; i < 16; ++i)
         m_answerer.handle([this](QWidget *modal) { answer(modal); });
-    m_answerer.arm(boundMs);
+    m_answerer.arm(60000);
 }
 
-QString ConsoleDriver::boxSummary() const
+QStringList ConsoleDriver::arguments(const QString &iniPath)
 {
-    QStringList lines;
-    for (const BoxSeen &box : m_boxes)
-        lines << box.title + QStringLiteral(": ") + box.text;
-    return lines.join(QLatin1Char('\n'));
+    return {QStringLiteral("zarvo-console"), QStringLiteral("-i"), iniPath};
 }
 
-bool ConsoleDriver::hasBox(const QString &title) const
+bool ConsoleDriver::waitRunning(ZRV_ServerApp &window)
 {
-    for (const BoxSeen &box : m_boxes) {
-        if (box.title == title)
-            return true;
+    auto *bar = window.findChild<QStatusBar *>(QStringLiteral("statusBar"));
+    return QTest::qWaitFor([bar] { return bar->isVisible(); }, 20000);
+}
+
+QTimer *ConsoleDriver::statusTimer(ZRV_ServerApp &window)
+{
+    for (QTimer *timer : window.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (timer->interval() == 10000)
+            return timer;
     }
-    return false;
+    return nullptr;
 }
 
 void ConsoleDriver::answer(QWidget *modal)
 {
     if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-        BoxSeen seen{box->windowTitle(), box->text(), {}};
-        for (QAbstractButton *b : box->buttons())
-            seen.buttons << b->text();
-        m_boxes << seen;
+        m_boxes << QStringLiteral("%1: %2 [%3 buttons]").arg(box->windowTitle(), box->text()).arg(box->buttons().size());
         QAbstractButton *press = box->button(QMessageBox::Ok);
         if (!press)
             press = box->button(QMessageBox::No);
-        if (!press)
-            press = box->escapeButton();
         if (press)
             press->click();
         else
             box->reject();
         return;
     }
-    if (auto *login = qobject_cast<ZRV_Login *>(modal)) {
-        auto *leUser = login->findChild<QLineEdit *>(QStringLiteral("leUser"));
-        auto *lePass = login->findChild<QLineEdit *>(QStringLiteral("lePass"));
-        auto *btnBox = login->findChild<QDialogButtonBox *>(QStringLiteral("btnBox"));
-        m_logins << LoginSeen{leUser->text(), leUser->isEnabled()};
-        if (m_passwords.isEmpty()) {
-            QTest::mouseClick(btnBox->button(QDialogButtonBox::Cancel), Qt::LeftButton);
-            return;
-        }
-        if (leUser->isEnabled()) {
-            leUser->clear();
-            QTest::keyClicks(leUser, m_user);
-        }
-        lePass->clear();
-        QTest::keyClicks(lePass, m_passwords.takeFirst());
-        QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    auto *login = qobject_cast<ZRV_Login *>(modal);
+    if (!login) {
+        modal->close();
         return;
     }
-    if (auto *dialog = qobject_cast<QDialog *>(modal))
-        dialog->reject();
-    else
-        modal->close();
+    auto *leUser = login->findChild<QLineEdit *>(QStringLiteral("leUser"));
+    auto *btnBox = login->findChild<QDialogButtonBox *>(QStringLiteral("btnBox"));
+    m_logins << LoginSeen{leUser->text(), leUser->isEnabled()};
+    if (m_passwords.isEmpty()) {
+        QTest::mouseClick(btnBox->button(QDialogButtonBox::Cancel), Qt::LeftButton);
+        return;
+    }
+    if (leUser->isEnabled()) {
+        leUser->clear();
+        QTest::keyClicks(leUser, m_user);
+    }
+    QTest::keyClicks(login->findChild<QLineEdit *>(QStringLiteral("lePass")), m_passwords.takeFirst());
+    QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
 }

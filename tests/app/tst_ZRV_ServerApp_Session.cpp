@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -17,31 +16,11 @@
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_ServerApp.h"
 
+Q_DECLARE_METATYPE(QEvent::Type)
+
 namespace {
-
 const QString Title = QStringLiteral("Zarvo Console 3.1");
-
-QStringList windowArguments(const ConsoleFixture &fx)
-{
-    return {QStringLiteral("zarvo-console"), QStringLiteral("-i"), fx.iniPath()};
 }
-
-QTimer *statusTimer(ZRV_ServerApp &window)
-{
-    for (QTimer *timer : window.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly)) {
-        if (timer->interval() == 10000)
-            return timer;
-    }
-    return nullptr;
-}
-
-bool waitRunning(ZRV_ServerApp &window)
-{
-    auto *bar = window.findChild<QStatusBar *>(QStringLiteral("statusBar"));
-    return QTest::qWaitFor([bar] { return bar->isVisible(); }, 20000);
-}
-
-} // namespace
 
 class tst_ZRV_ServerApp_Session : public QObject
 {
@@ -49,13 +28,14 @@ class tst_ZRV_ServerApp_Session : public QObject
 
 private slots:
     void initTestCase();
-
     void tokenRefresh_data();
     void tokenRefresh();
     void sessionExpiry_data();
     void sessionExpiry();
     void inactivity_data();
     void inactivity();
+    void activityEvents_data();
+    void activityEvents();
 
 private:
     QTemporaryDir m_settingsDir;
@@ -64,7 +44,6 @@ private:
 void tst_ZRV_ServerApp_Session::initTestCase()
 {
     Q_INIT_RESOURCE(zrv);
-    QVERIFY(m_settingsDir.isValid());
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_settingsDir.path());
 }
 
@@ -72,7 +51,6 @@ void tst_ZRV_ServerApp_Session::tokenRefresh_data()
 {
     QTest::addColumn<QString>("tokenLifetime");
     QTest::addColumn<bool>("refreshed");
-
     QTest::newRow("15 s left at the first poll: renewed at once") << "15" << true;
     QTest::newRow("300 s left: the first poll keeps the token") << "300" << false;
 }
@@ -84,33 +62,22 @@ void tst_ZRV_ServerApp_Session::tokenRefresh()
 
     ConsoleFixture fx;
     QVERIFY2(fx.start({QStringLiteral("--token-lifetime"), tokenLifetime}), qPrintable(fx.errorText()));
-    ConsoleDriver driver;
-    driver.logins(QStringLiteral("presenter"), {QStringLiteral("presenter123")});
-    driver.arm();
-    ZRV_ServerApp window(windowArguments(fx));
+    ConsoleDriver driver(QStringLiteral("presenter"), {QStringLiteral("presenter123")});
+    ZRV_ServerApp window(ConsoleDriver::arguments(fx.iniPath()));
     auto *service = window.findChild<ZRV_MeetingsInfoThread *>();
     QSignalSpy tokens(service, &ZRV_MeetingsInfoThread::tokenChanged);
     QSignalSpy polls(service, &ZRV_MeetingsInfoThread::meetingsInfo);
     window.show();
-    QVERIFY2(waitRunning(window), qPrintable(driver.boxSummary()));
+    QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
 
     // The login's own token is handed out first.
-    QVERIFY(!tokens.isEmpty());
-    const QString loginToken = tokens.first().first().toString();
     QTRY_VERIFY_WITH_TIMEOUT(!polls.isEmpty(), 10000);
-    if (refreshed) {
-        QTRY_COMPARE_WITH_TIMEOUT(tokens.count(), 2, 10000);
-        const QString renewed = tokens.last().first().toString();
-        QVERIFY(!renewed.isEmpty());
-        QVERIFY(renewed != loginToken);
-        const SimProcess::Reply reply = fx.sim().request(
-            "GET", QStringLiteral("/main/zrv/svc/meetings"), {},
-            {{"Authorization", QByteArray("Bearer ") + renewed.toUtf8()}});
-        QCOMPARE(reply.status, 200);
-    } else {
-        QCOMPARE(tokens.count(), 1);
-    }
-    QVERIFY(driver.boxesSeen().isEmpty() || !driver.hasBox(QStringLiteral("Session expired")));
+    QTRY_COMPARE_WITH_TIMEOUT(tokens.count(), refreshed ? 2 : 1, 10000);
+    const QString renewed = tokens.last().first().toString();
+    QCOMPARE(renewed != tokens.first().first().toString(), refreshed);
+    const SimProcess::Reply reply = fx.sim().request("GET", QStringLiteral("/main/zrv/svc/meetings"), {},
+                                                     {{"Authorization", "Bearer " + renewed.toUtf8()}});
+    QCOMPARE(reply.status, 200);
     QCOMPARE(fx.exitCodes(), QList<int>());
 }
 
@@ -118,7 +85,6 @@ void tst_ZRV_ServerApp_Session::sessionExpiry_data()
 {
     QTest::addColumn<QStringList>("passwords");
     QTest::addColumn<QList<int>>("exitCodes");
-
     QTest::newRow("new login for the same user keeps the window")
         << QStringList{"presenter123", "presenter123"} << QList<int>();
     QTest::newRow("cancelled new login ends the process") << QStringList{"presenter123"} << QList<int>{0};
@@ -132,44 +98,31 @@ void tst_ZRV_ServerApp_Session::sessionExpiry()
     // The first poll tries a refresh, and the refresh token is no longer good.
     ConsoleFixture fx;
     QVERIFY2(fx.start({QStringLiteral("--token-lifetime"), QStringLiteral("15")}), qPrintable(fx.errorText()));
-    const SimProcess::Reply fault = fx.sim().admin(
-        "POST", QStringLiteral("/_sim/fault"),
-        {{"path", QStringLiteral("/idp/auth/refreshtoken")}, {"status", 400}, {"message", "Token is not active"}});
-    QCOMPARE(fault.status, 200);
-
-    ConsoleDriver driver;
-    driver.logins(QStringLiteral("presenter"), passwords);
-    driver.arm();
-    ZRV_ServerApp window(windowArguments(fx));
-    auto *service = window.findChild<ZRV_MeetingsInfoThread *>();
-    QSignalSpy tokens(service, &ZRV_MeetingsInfoThread::tokenChanged);
-    QSignalSpy expired(service, &ZRV_MeetingsInfoThread::sessionExpired);
+    QCOMPARE(fx.sim()
+                 .admin("POST", QStringLiteral("/_sim/fault"),
+                        {{"path", "/idp/auth/refreshtoken"}, {"status", 400}, {"message", "Token is not active"}})
+                 .status,
+             200);
+    ConsoleDriver driver(QStringLiteral("presenter"), passwords);
+    ZRV_ServerApp window(ConsoleDriver::arguments(fx.iniPath()));
+    QSignalSpy tokens(window.findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged);
     window.show();
-    QVERIFY2(waitRunning(window), qPrintable(driver.boxSummary()));
+    QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
 
-    QTRY_COMPARE_WITH_TIMEOUT(driver.loginsSeen().size(), 2, 15000);
+    QTRY_COMPARE_WITH_TIMEOUT(driver.logins().size(), 2, 15000);
     QTRY_COMPARE_WITH_TIMEOUT(fx.exitCodes(), exitCodes, 10000);
-    QCOMPARE(expired.count(), 1);
-    const ConsoleDriver::LoginSeen again = driver.loginsSeen().at(1);
-    QCOMPARE(again.user, QStringLiteral("presenter"));
-    QVERIFY(!again.userEditable);
-    QVERIFY2(driver.hasBox(QStringLiteral("Session expired")), qPrintable(driver.boxSummary()));
-    for (const ConsoleDriver::BoxSeen &box : driver.boxesSeen()) {
-        if (box.title == QLatin1String("Session expired")) {
-            QCOMPARE(box.text, QStringLiteral("Your session has expired. Please perform a new Login."));
-            QCOMPARE(box.buttons.size(), 1);
-        }
-    }
+    QCOMPARE(driver.logins().at(1).user, QStringLiteral("presenter"));
+    QVERIFY(!driver.logins().at(1).userEditable);
+    QVERIFY2(driver.boxes().contains(QStringLiteral(
+                 "Session expired: Your session has expired. Please perform a new Login. [1 buttons]")),
+             qPrintable(driver.boxes().join('\n')));
     if (!exitCodes.isEmpty())
         return;
 
-    // The new login's token reaches every client, polling goes on.
-    const QString loginToken = tokens.first().first().toString();
-    QTRY_VERIFY_WITH_TIMEOUT(tokens.last().first().toString() != loginToken, 10000);
-    QVERIFY(statusTimer(window)->isActive());
-    QCOMPARE(window.windowTitle(), Title);
-    auto *meetings = window.findChild<ZRV_Meetings *>();
-    QTRY_VERIFY_WITH_TIMEOUT(meetings->isEnabled(), 15000);
+    // The new login's token reaches the clients and polling goes on.
+    QTRY_VERIFY_WITH_TIMEOUT(tokens.last().first().toString() != tokens.first().first().toString(), 10000);
+    QVERIFY(ConsoleDriver::statusTimer(window)->isActive());
+    QTRY_VERIFY_WITH_TIMEOUT(window.findChild<ZRV_Meetings *>()->isEnabled(), 15000);
 }
 
 void tst_ZRV_ServerApp_Session::inactivity_data()
@@ -180,10 +133,8 @@ void tst_ZRV_ServerApp_Session::inactivity_data()
     QTest::addColumn<bool>("freezes");
     QTest::addColumn<QString>("wakeBy");
 
-    QTest::newRow("background: frozen, woken by activation")
-        << true << false << false << true << "activation";
-    QTest::newRow("background: frozen, woken by a transfer starting")
-        << true << false << false << true << "transfer";
+    QTest::newRow("background: frozen, woken by activation") << true << false << false << true << "activation";
+    QTest::newRow("background: frozen, woken by a transfer starting") << true << false << false << true << "transfer";
     QTest::newRow("in front: never frozen") << true << true << false << false << "";
     QTest::newRow("transfer under way: never frozen") << true << false << true << false << "";
     QTest::newRow("no login yet: unchanged") << false << false << false << false << "";
@@ -199,22 +150,18 @@ void tst_ZRV_ServerApp_Session::inactivity()
 
     ConsoleFixture fx;
     QVERIFY2(fx.start(), qPrintable(fx.errorText()));
-    ConsoleDriver driver;
-    driver.logins(QStringLiteral("presenter"),
-                  loggedIn ? QStringList{QStringLiteral("presenter123")} : QStringList());
-    driver.arm();
-    ZRV_ServerApp window(windowArguments(fx));
+    ConsoleDriver driver(QStringLiteral("presenter"), loggedIn ? QStringList{"presenter123"} : QStringList());
+    ZRV_ServerApp window(ConsoleDriver::arguments(fx.iniPath()));
     window.show();
     if (loggedIn)
-        QVERIFY2(waitRunning(window), qPrintable(driver.boxSummary()));
+        QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
     else
         QTRY_COMPARE_WITH_TIMEOUT(fx.exitCodes(), QList<int>{0}, 15000);
-    QTimer *timer = statusTimer(window);
-    const bool pollingBefore = timer->isActive();
-    QCOMPARE(pollingBefore, loggedIn);
+    QTimer *timer = ConsoleDriver::statusTimer(window);
+    QCOMPARE(timer->isActive(), loggedIn);
 
-    // Wired as main() wires it. Its interval never runs out here: the test
-    // lets it expire by hand once the window's place in front is settled.
+    // Wired as main() wires it; its interval is let run out by hand once the
+    // window's place in front is settled.
     auto *filter = new UserActivityFilter(&window, 600000);
     window.installEventFilter(filter);
     connect(filter, &UserActivityFilter::userInactive, &window, &ZRV_ServerApp::onUserInactive);
@@ -234,8 +181,8 @@ void tst_ZRV_ServerApp_Session::inactivity()
     expire(inFront ? static_cast<QWidget *>(&window) : &other);
     QCOMPARE(inactive.count(), inFront ? 0 : 1);
     QCOMPARE(!window.isEnabled(), freezes);
-    QCOMPARE(window.windowTitle(), freezes ? Title + QStringLiteral(" - INACTIVE") : Title);
-    QCOMPARE(timer->isActive(), freezes ? false : pollingBefore);
+    QCOMPARE(window.windowTitle(), freezes ? Title + " - INACTIVE" : Title);
+    QCOMPARE(timer->isActive(), loggedIn && !freezes);
     if (!freezes)
         return;
 
@@ -247,14 +194,52 @@ void tst_ZRV_ServerApp_Session::inactivity()
     QCOMPARE(window.windowTitle(), Title);
     QVERIFY(timer->isActive());
 
-    // A sign of life, then the background once more: the console freezes again
-    // with one suffix only, unless a transfer has started in this run.
+    // A sign of life, then the background again: frozen once more with one
+    // suffix only, unless a transfer has started in this run.
     QApplication::setActiveWindow(&window);
     expire(&other);
     QCOMPARE(inactive.count(), 2);
     const bool refrozen = wakeBy == QLatin1String("activation");
     QCOMPARE(!window.isEnabled(), refrozen);
-    QCOMPARE(window.windowTitle(), refrozen ? Title + QStringLiteral(" - INACTIVE") : Title);
+    QCOMPARE(window.windowTitle(), refrozen ? Title + " - INACTIVE" : Title);
+}
+
+void tst_ZRV_ServerApp_Session::activityEvents_data()
+{
+    QTest::addColumn<QEvent::Type>("type");
+    QTest::addColumn<bool>("counts");
+
+    QTest::newRow("key press") << QEvent::KeyPress << true;
+    QTest::newRow("mouse button press") << QEvent::MouseButtonPress << true;
+    QTest::newRow("touch begin") << QEvent::TouchBegin << true;
+    QTest::newRow("wheel") << QEvent::Wheel << true;
+    QTest::newRow("window activated") << QEvent::WindowActivate << true;
+    QTest::newRow("window state changed") << QEvent::WindowStateChange << true;
+    QTest::newRow("mouse movement is no activity") << QEvent::MouseMove << false;
+    QTest::newRow("key release is no activity") << QEvent::KeyRelease << false;
+}
+
+// Which events wake the watch, which restart its count, and that it never
+// swallows one.
+void tst_ZRV_ServerApp_Session::activityEvents()
+{
+    QFETCH(QEvent::Type, type);
+    QFETCH(bool, counts);
+
+    QWidget window;
+    UserActivityFilter filter(&window, 60000);
+    auto *timer = filter.findChild<QTimer *>();
+    QVERIFY(timer->isActive());
+    QSignalSpy active(&filter, &UserActivityFilter::userActive);
+    filter.timeout();
+    QVERIFY(!timer->isActive());
+
+    QEvent event(type);
+    QCOMPARE(filter.eventFilter(&window, &event), false);
+    QCOMPARE(filter.eventFilter(&window, &event), false);
+    QCOMPARE(active.count(), counts ? 1 : 0);
+    QCOMPARE(timer->isActive(), counts);
+    QCOMPARE(timer->interval(), 60000);
 }
 
 QTEST_MAIN(tst_ZRV_ServerApp_Session)
