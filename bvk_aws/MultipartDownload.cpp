@@ -265,7 +265,7 @@ void MultipartDownload::retire(S3Call *finished)
         restartWhole();
         return;
     }
-    if (call->ok() && segment->done == segment->length)
+    if ((call->ok() || call->limitReached) && segment->done == segment->length)
         return;
 
     // topUp opens the stream again from where it stopped, after a pause.
@@ -339,8 +339,37 @@ MPInfo MultipartDownload::step()
     }
     if (!anyInFlight() && allDone())
         return finish();
+    splitIfSlow();
     saveJournal();
     return info(false);
+}
+
+void MultipartDownload::splitIfSlow()
+{
+    // One stream that could not take its share within the step's second runs
+    // over a link that limits each connection (a long way to the store): the
+    // rest comes faster over several, in ranges side by side.
+    if (m_noRanges || m_segments.size() != 1 || !m_segments.first().call || m_segments.first().call->held)
+        return;
+    Segment &only = m_segments.first();
+    const qint64 at = only.done + only.call->sunk;
+    const qint64 rest = only.length - at;
+    const int streams = int(qMin<qint64>(kStreams, rest / kMinSegment));
+    if (streams < 2)
+        return;
+    const qint64 each = rest / streams;
+    const qint64 from = only.start + at;
+    const qint64 end = only.start + only.length;
+    // The running stream stops where the next range begins.
+    only.length = at + each;
+    only.call->sinkLimit = only.length - only.done;
+    only.call->stopAtLimit = true;
+    for (int i = 1; i < streams; ++i) {
+        Segment next;
+        next.start = from + i * each;
+        next.length = i + 1 == streams ? end - next.start : each;
+        m_segments.append(next);
+    }
 }
 
 void MultipartDownload::park()

@@ -38,7 +38,7 @@ public:
     static void abortJournaled(const QString &journalId);
 
     static constexpr qint64 kStepBytes = 8 * 1024 * 1024;
-    static constexpr qint64 kMinSegment = 32 * 1024 * 1024;
+    static constexpr qint64 kMinSegment = 16 * 1024 * 1024;
     static constexpr int kStreams = 4;
     static constexpr int kStepMs = 1000;
 
@@ -56,6 +56,7 @@ private:
     void startStream(Segment &segment, qint64 share);
     void retire(S3Call *call);
     void restartWhole();
+    void splitIfSlow();
     void topUp(qint64 share);
     bool allDone() const;
     qint64 bytesOnDisk() const;

@@ -23,7 +23,8 @@ struct S3Call
     // A response body goes to `sinkFile` at `sinkOffset` when set, else to `reply`.
     QFile *sinkFile = nullptr;
     qint64 sinkOffset = 0;
-    qint64 sinkLimit = -1;           // more than this many bytes is a failure
+    qint64 sinkLimit = -1;           // more than this many bytes is a failure...
+    bool stopAtLimit = false;        // ...or, with this, where the call ends
     // Set for a ranged GET: only a 206 answer goes to the sink. A store that
     // answers 200 instead sends the whole object, so the call stops at once
     // with `rangeIgnored` set rather than writing it to the wrong place.
@@ -43,6 +44,7 @@ struct S3Call
     qint64 sent = 0;                 // bytes of `body` handed to the connection
     bool sinkFailed = false;
     bool rangeIgnored = false;
+    bool limitReached = false;       // ended at its sink limit, as asked
 
     int tag = -1;                    // free for the caller (e.g. a part number)
     const void *owner = nullptr;     // whose collect/waitAny hands it back

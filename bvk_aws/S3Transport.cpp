@@ -57,7 +57,18 @@ size_t onWrite(char *data, size_t size, size_t count, void *user)
             return CURL_WRITEFUNC_PAUSE; // curl hands the same data again on resume
         }
         if (call->sinkLimit >= 0 && call->sunk + n > call->sinkLimit) {
-            call->sinkFailed = true;
+            if (!call->stopAtLimit) {
+                call->sinkFailed = true;
+                return 0;
+            }
+            const qint64 keep = call->sinkLimit - call->sunk;
+            if (keep > 0
+                && (!call->sinkFile->seek(call->sinkOffset + call->sunk) || call->sinkFile->write(data, keep) != keep)) {
+                call->sinkFailed = true;
+                return 0;
+            }
+            call->sunk += qMax<qint64>(0, keep);
+            call->limitReached = true;
             return 0;
         }
         if (!call->sinkFile->seek(call->sinkOffset + call->sunk) || call->sinkFile->write(data, n) != n) {
@@ -234,6 +245,7 @@ void S3Transport::prepare(S3Call *call)
     call->held = false;
     call->sinkFailed = false;
     call->rangeIgnored = false;
+    call->limitReached = false;
 
     const Route r = route(call->bucket);
     QString path = QStringLiteral("/");

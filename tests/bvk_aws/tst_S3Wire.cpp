@@ -104,6 +104,7 @@ private slots:
     void downloadFaults();
     void stepsReturnWhileTheStoreIsSlow_data();
     void stepsReturnWhileTheStoreIsSlow();
+    void slowSingleStreamIsSplit();
 
 private:
     // Runs `op` on a thread while serving; the failure's message, or empty.
@@ -515,6 +516,30 @@ void TestS3Wire::stepsReturnWhileTheStoreIsSlow()
     QCOMPARE(failure, QString());
     QVERIFY(!step.finished);
     QCOMPARE(step.size, upload ? 6 * kMiB : 20 * kMiB);
+}
+
+// One stream that brings less than its share in a step meets a link that
+// limits each connection: the rest is asked for in ranges side by side.
+void TestS3Wire::slowSingleStreamIsSplit()
+{
+    const qint64 size = 48 * kMiB;
+    m_server.enqueueRaw(objectHead(size));
+    for (int i = 0; i < 3; ++i)
+        m_server.enqueueHang();
+    Storage_S3 s3(MINIO, m_server.baseUrl(), "AKID", "secret");
+    const QString target = local("split-down");
+    MPInfo step;
+    QCOMPARE(offThread([&] {
+                 for (int i = 0; i < 2; ++i)
+                     step = s3.DownloadObjectMultipart("b", "obj.bin", target);
+             }),
+             QString());
+    QVERIFY(!step.finished);
+    QVERIFY(m_server.waitForRequests(4));
+    QCOMPARE(lines(m_server.requests()),
+             (QStringList{"HEAD /b/obj.bin", "GET /b/obj.bin",
+                          QStringLiteral("GET /b/obj.bin [bytes=%1-%2]").arg(16 * kMiB).arg(32 * kMiB - 1),
+                          QStringLiteral("GET /b/obj.bin [bytes=%1-%2]").arg(32 * kMiB).arg(48 * kMiB - 1)}));
 }
 
 QTEST_GUILESS_MAIN(TestS3Wire)
