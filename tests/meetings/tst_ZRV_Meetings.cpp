@@ -219,7 +219,8 @@ void tst_ZRV_Meetings::listFollowsRole()
     for (const char *name : {"btnSvcLog", "btnBanlist", "btnMirLog", "btnExportAll"})
         QVERIFY2(c->button(name)->isHidden() == !adminButtons, name);
     QVERIFY(c->button("btnBanUser")->isHidden());
-    for (const char *name : {"btnMeetingEdit", "btnMeetingDelete", "btnMeetingActivate", "btnURL", "btnSendMsg"})
+    for (const char *name : {"btnMeetingEdit", "btnMeetingDelete", "btnMeetingActivate", "btnURL", "btnSendMsg",
+                             "btnMuteUser", "btnKickUser", "btnPresenter"})
         QVERIFY2(!c->button(name)->isEnabled(), name);
     QVERIFY(c->button("btnMeetingCreate")->isEnabled());
 }
