@@ -6,6 +6,7 @@
 #include "ZRV_NextCloudReply.h"
 
 #include <QEventLoop>
+#include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -19,6 +20,8 @@ ZRV_NextCloud::ZRV_NextCloud(QWidget *parent)
     , ui(new Ui::ZRV_NextCloud)
 {
     ui->setupUi(this);
+    // Rows are 20 high, below the style's default minimum.
+    ui->tableWidget->verticalHeader()->setMinimumSectionSize(15);
 }
 
 ZRV_NextCloud::~ZRV_NextCloud()

@@ -13,6 +13,8 @@ ZRV_QueueTableWidget::ZRV_QueueTableWidget(QWidget *parent)
     verticalHeader()->hide();
     setSelectionBehavior(QAbstractItemView::SelectRows);
     horizontalHeader()->setMinimumSectionSize(15);
+    // Rows are 20 high, below the style's default minimum.
+    verticalHeader()->setMinimumSectionSize(15);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
 }
 

@@ -34,6 +34,8 @@ ZRV_S3::ZRV_S3(QWidget *parent)
     ui->S3TableWidget->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
     ui->S3TableWidget->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Fixed);
     ui->S3TableWidget->setColumnWidth(1, 50);
+    // Rows are 20 high, below the style's default minimum.
+    ui->S3TableWidget->verticalHeader()->setMinimumSectionSize(15);
 
     setManagedWidgetsVisible(false);
     ui->btnS3BanFile->hide();

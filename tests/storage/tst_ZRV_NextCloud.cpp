@@ -263,6 +263,7 @@ void TestZRV_NextCloud::fileTable()
     QStringList rows;
     for (int r = 0; r < table->rowCount(); ++r) {
         rows << table->item(r, 0)->text() + "|" + table->item(r, 1)->text();
+        QCOMPARE(table->rowHeight(r), 20);
         const QJsonObject o = table->item(r, 0)->data(Qt::UserRole).toJsonObject();
         QCOMPARE(o.value("name").toString(), table->item(r, 0)->text());
         QCOMPARE(o.value("url").toString(), m_dav.url());

@@ -276,6 +276,7 @@ void TestZRV_S3::roundTrip()
     QCOMPARE(m_moto.getObject("zarvo", "presenter/models/scene.fbx"), data);
     QCOMPARE(p->files(), (QStringList{"chair.fbx", "scene.fbx", "stage.fbx"}));
     QCOMPARE(p->table()->item(1, 1)->text(), QString("6 MB"));
+    QCOMPARE(p->table()->rowHeight(1), 20);
 
     selectFiles(*p, {"scene.fbx"});
     const QString target = m_dir.filePath("back.fbx");
