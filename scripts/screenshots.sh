@@ -1,0 +1,169 @@
+#!/usr/bin/env bash
+# Screenshots of the console for the README: a virtual X display, the local
+# platform with a state folder of its own, the built console signed in as the
+# presenter, and one PNG per picture in docs/screenshots/.
+#
+#   bash scripts/screenshots.sh [picture ...]      (default: all, in order)
+#
+# Each picture is a function shot_<name> below that brings the console where
+# it should be and calls `take <name> <window>`; add a function and its name
+# to `pictures` for a new one. Pictures follow each other in one session, so
+# a later one may rely on the state an earlier one left.
+# Environment: ZRV_BUILD_DIR (default build-run/, a Release build without
+# tests), ZRV_SHOT_USER / ZRV_SHOT_PASSWORD (presenter / presenter123).
+set -euo pipefail
+
+top=$(cd "$(dirname "$0")/.." && pwd)
+build=${ZRV_BUILD_DIR:-$top/build-run}
+out=$top/docs/screenshots
+user=${ZRV_SHOT_USER:-presenter}
+# Reaches xdotool through a pipe from printf, a builtin: never on a command line.
+password=${ZRV_SHOT_PASSWORD:-presenter123}
+pictures=(login main-window meeting-editor)
+[ $# -eq 0 ] || pictures=("$@")
+
+# --- the pictures -------------------------------------------------------------
+
+shot_login() {
+  take login "$(wait_window '^Login$')"
+}
+
+shot_main-window() {
+  sign_in
+  local main
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  # The meetings arrive a moment after the window does; the running meeting
+  # (second row) is selected so that its members show.
+  wait_for 20 window_settled "$main" || true
+  click_in "$main" 300 164
+  wait_for 10 window_settled "$main" || true
+  take main-window "$main"
+}
+
+shot_meeting-editor() {
+  local main editor
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  # The running meeting's row, then Modify (Alt+M) opens the editor with it.
+  click_in "$main" 300 164
+  xdotool key alt+m
+  editor=$(wait_window '^Modify a Meeting$')
+  take meeting-editor "$editor"
+  xdotool windowfocus --sync "$editor" key Escape
+}
+
+# --- helpers ------------------------------------------------------------------
+
+# Waits up to $1 seconds for the command after it to succeed.
+wait_for() {
+  local limit=$1
+  shift
+  local end=$((SECONDS + limit))
+  until "$@"; do
+    [ "$SECONDS" -lt "$end" ] || return 1
+    sleep 0.2
+  done
+}
+
+find_window() { xdotool search --onlyvisible --name "$1" 2> /dev/null | head -n 1; }
+has_window() { [ -n "$(find_window "$1")" ]; }
+
+# Prints the id of the visible window whose title matches $1, waiting for it.
+wait_window() {
+  wait_for 60 has_window "$1" || fail "no window matching '$1'"
+  find_window "$1"
+}
+
+# Without a window manager nothing gives a window the focus but us.
+click_in() {
+  xdotool windowfocus --sync "$1" mousemove --window "$1" "$2" "$3" click 1
+}
+
+# Lets the window settle: the same picture twice in a row, a moment apart.
+window_settled() {
+  import -window "$1" "$work/a.png" 2> /dev/null
+  sleep 0.5
+  import -window "$1" "$work/b.png" 2> /dev/null
+  [ "$(compare -metric AE "$work/a.png" "$work/b.png" null: 2>&1 || true)" = 0 ]
+}
+
+signed_in=0
+sign_in() {
+  [ "$signed_in" = 0 ] || return 0
+  local login
+  login=$(wait_window '^Login$')
+  xdotool windowfocus --sync "$login"
+  xdotool type --delay 15 "$user"
+  xdotool key Tab
+  printf '%s' "$password" | xdotool type --delay 15 --file -
+  xdotool key Return
+  gone() { ! has_window '^Login$'; }
+  wait_for 30 gone || fail "the login window stayed open"
+  signed_in=1
+}
+
+take() {
+  mkdir -p "$out"
+  import -window "$2" "$out/$1.png"
+  echo "docs/screenshots/$1.png"
+}
+
+fail() {
+  echo "screenshots: $*" >&2
+  for f in console.log stack.log; do
+    [ -f "$work/$f" ] && { echo "--- $f" >&2; tail -n 20 "$work/$f" >&2; }
+  done
+  exit 1
+}
+
+# --- set-up -------------------------------------------------------------------
+
+for tool in Xvfb xdotool import compare; do
+  command -v "$tool" > /dev/null || bash "$top/scripts/install-deps.sh"
+done
+
+if [ ! -f "$build/CMakeCache.txt" ]; then
+  cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRV_SANITIZE=OFF -DZRV_BUILD_TESTS=OFF > /dev/null
+fi
+echo "Building zarvo-console and zarvo-sim in $build ..."
+cmake --build "$build" --target zarvo-console zarvo-sim -j"$(nproc)" > /dev/null
+console=$(find "$build/app" -name zarvo-console -type f -perm -u+x -print -quit)
+sim=$build/sim/zarvo-sim
+
+work=$(mktemp -d)
+xvfb_pid=""
+console_pid=""
+stack_up=0
+cleanup() {
+  local code=$?
+  trap - EXIT
+  [ -z "$console_pid" ] || kill "$console_pid" 2> /dev/null || true
+  [ "$stack_up" = 0 ] || ZRV_STACK_DIR=$work/stack timeout 60 bash "$top/platform/stack.sh" stop > /dev/null 2>&1 || true
+  [ -z "$xvfb_pid" ] || kill "$xvfb_pid" 2> /dev/null || true
+  rm -rf "$work"
+  exit "$code"
+}
+trap cleanup EXIT
+
+# The X server picks a free display itself and tells its number on a pipe.
+mkfifo "$work/displayfd"
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3> "$work/displayfd" > "$work/xvfb.log" 2>&1 &
+xvfb_pid=$!
+display=""
+read -r -t 15 display < "$work/displayfd" || fail "Xvfb did not start"
+export DISPLAY=:$display
+
+ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
+  timeout 120 bash "$top/platform/stack.sh" start > "$work/stack.log" 2>&1 || fail "the local platform did not start"
+stack_up=1
+
+# Window state goes to a folder of this run, not the user's.
+XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work \
+  "$console" -i "$work/stack/zarvo.ini" > "$work/console.log" 2>&1 &
+console_pid=$!
+
+for picture in "${pictures[@]}"; do
+  declare -F "shot_$picture" > /dev/null || fail "no picture named $picture (have: ${pictures[*]})"
+  "shot_$picture"
+  kill -0 "$console_pid" 2> /dev/null || fail "the console ended during $picture"
+done
