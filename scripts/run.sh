@@ -19,7 +19,10 @@ console_binary() {
     echo "Configuring $build failed; going on without the console." >&2
     return 0
   fi
-  cmake --build "$build" --target help 2>/dev/null | grep -qw 'zarvo-console' || return 0
+  # Read the list whole: grep -q would end early and fail the pipe under pipefail.
+  local targets
+  targets=$(cmake --build "$build" --target help 2>/dev/null) || return 0
+  grep -qw 'zarvo-console' <<< "$targets" || return 0
   echo "Building zarvo-console in $build ..." >&2
   cmake --build "$build" --target zarvo-console -j"$(nproc)" >&2
   find "$build" -name zarvo-console -type f -perm -u+x -print -quit
