@@ -17,11 +17,13 @@
 
 #include <memory>
 
+#include "ConsoleDriver.h"
 #include "ConsoleFixture.h"
 #include "ModalAnswerer.h"
 #include "ZRVMeetingServiceApi.h"
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_Meetings.h"
+#include "ZRV_ServerApp.h"
 #include "ZRV_ServiceEndpoint.h"
 
 using ZRV_Service_API::ZRVMeetingServiceApi;
@@ -387,20 +389,20 @@ void tst_ZRV_Meetings::registryRefusals()
 
 void tst_ZRV_Meetings::failedListEndsProcess()
 {
+    // The whole console: its panel's first list fails, and the process ends.
     fault(QString::fromLatin1(ConsoleFixture::MeetingBase) + "/meetings", 503);
-    auto c = open("presenter", false);
-    QVERIFY(c);
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(kWait);
-    QSignalSpy exits(c->panel.get(), &ZRV_Meetings::exitApp);
-    QVERIFY(exits.wait(kWait));
-    QCOMPARE(answerer.seen().size(), 1);
-    const ModalAnswerer::Seen box = answerer.seen().first();
-    QCOMPARE(box.title, QStringLiteral("Cannot connect to meeting service"));
-    QVERIFY2(box.text.startsWith("Connecting to meeting service failed. Please try again later.\nError Message: "), qPrintable(box.text));
-    QVERIFY2(box.text.contains("Refused by test"), qPrintable(box.text));
-    QCOMPARE(box.buttons.size(), 1);
+    m_fx.clearExitCodes();
+    ConsoleDriver driver("presenter", {"presenter123"});
+    ZRV_ServerApp window(ConsoleDriver::arguments(m_fx.iniPath()));
+    window.show();
+    QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
+    QTRY_COMPARE_WITH_TIMEOUT(m_fx.exitCodes(), QList<int>{0}, kWait);
+    QCOMPARE(driver.boxes().size(), 1);
+    const QString box = driver.boxes().first();
+    QVERIFY2(box.startsWith("Cannot connect to meeting service: Connecting to meeting service failed. "
+                            "Please try again later.\nError Message: "), qPrintable(box));
+    QVERIFY2(box.endsWith("[1 buttons]") && box.contains("Refused by test"), qPrintable(box));
+    QCOMPARE(window.findChild<QTableWidget *>("tblMeetings")->rowCount(), 0);
 }
 
 void tst_ZRV_Meetings::startWithoutLiveRecord()
