@@ -96,6 +96,7 @@ private slots:
     void listFollowsRole();
     void rowPictures_data();
     void rowPictures();
+    void liveListWithoutMeetingKeepsStatus();
     void createModifyDelete();
     void startAndStop();
     void registryRefusals_data();
@@ -260,6 +261,25 @@ void tst_ZRV_Meetings::rowPictures()
     }
     QCOMPARE(c->text(meetingId, 7), users);
     QCOMPARE(c->text(meetingId, 6), timeLeft);
+}
+
+void tst_ZRV_Meetings::liveListWithoutMeetingKeepsStatus()
+{
+    auto c = open("admin");
+    QVERIFY(c);
+    QCOMPARE(c->text("wdr7k2m4", 7), QStringLiteral("3"));
+    // A live list that is no JSON reads as empty: every meeting drops out of it.
+    QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", {{"shape", "not-json"},
+             {"path", QString::fromLatin1(ConsoleFixture::ServiceBase) + "/zrv/svc/meetings"}}).status, 200);
+    int polls = 0;
+    connect(c->thread.get(), &ZRV_MeetingsInfoThread::meetingsInfo, c->panel.get(), [&polls]() { ++polls; });
+    c->thread->getMeetingsInfo();
+    QTRY_COMPARE_WITH_TIMEOUT(polls, 1, kWait);
+    QCOMPARE(c->meetings()->rowCount(), 5);
+    QCOMPARE(c->text("wdr7k2m4", 7), QString());
+    QCOMPARE(c->text("wdr7k2m4", 6), QString());
+    QCOMPARE(c->status("wdr7k2m4"), cellPicture("green.svg"));
+    QCOMPARE(c->status("brd9q3x1"), cellPicture("blue.svg"));
 }
 
 void tst_ZRV_Meetings::createModifyDelete()
