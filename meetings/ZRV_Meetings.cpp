@@ -387,11 +387,6 @@ void ZRV_Meetings::on_btnBanlist_clicked()
     // The ban list dialog runs here, modally on m_thread, once it exists.
 }
 
-void ZRV_Meetings::on_btnExportAll_clicked()
-{
-    // The export of all meetings starts here once the export dialog exists.
-}
-
 void ZRV_Meetings::on_btnSpawnPoints_clicked()
 {
     // The spawn point dialog opens on the selected meeting's live record once it exists.
