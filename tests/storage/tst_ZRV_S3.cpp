@@ -11,6 +11,8 @@
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTableWidget>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
@@ -64,6 +66,53 @@ QString folders(const QTreeWidgetItem *item)
     return out;
 }
 
+// A link to the store that a test can cut and mend on the same port, so the
+// store goes away for the page while it keeps what it holds.
+class StoreLink : public QObject
+{
+public:
+    bool open(quint16 target)
+    {
+        m_target = target;
+        connect(&m_server, &QTcpServer::newConnection, this, &StoreLink::accept);
+        return m_server.listen(QHostAddress::LocalHost, 0);
+    }
+    QString endpoint() const { return QString("http://127.0.0.1:%1").arg(m_port ? m_port : m_server.serverPort()); }
+    void cut()
+    {
+        m_port = m_server.serverPort();
+        m_server.close();
+        for (QTcpSocket *s : findChildren<QTcpSocket *>())
+            s->abort();
+    }
+    bool mend() { return m_server.listen(QHostAddress::LocalHost, m_port); }
+    qint64 sentToStore() const { return m_sent; }
+    void resetCount() { m_sent = 0; }
+
+private:
+    void accept()
+    {
+        while (QTcpSocket *client = m_server.nextPendingConnection()) {
+            client->setParent(this);
+            auto *store = new QTcpSocket(this);
+            store->connectToHost(QHostAddress::LocalHost, m_target);
+            connect(client, &QTcpSocket::readyRead, store, [client, store, this] {
+                const QByteArray data = client->readAll();
+                m_sent += data.size();
+                store->write(data);
+            });
+            connect(store, &QTcpSocket::readyRead, client, [client, store] { client->write(store->readAll()); });
+            connect(client, &QTcpSocket::disconnected, store, &QTcpSocket::disconnectFromHost);
+            connect(store, &QTcpSocket::disconnected, client, &QTcpSocket::disconnectFromHost);
+        }
+    }
+
+    QTcpServer m_server;
+    quint16 m_target = 0;
+    quint16 m_port = 0;
+    qint64 m_sent = 0;
+};
+
 } // namespace
 
 class TestZRV_S3 : public QObject
@@ -91,6 +140,7 @@ private slots:
     void newDirectoryTakesUpload();
     void banFile_data();
     void banFile();
+    void storeGoesAwayDuringUpload();
 
 private:
     struct Page
@@ -709,6 +759,55 @@ void TestZRV_S3::banFile()
     if (p->button("btnS3BanFile")->isVisible())
         QTest::mouseClick(p->button("btnS3BanFile"), Qt::LeftButton);
     QTEST(int(bans.count()), "bans");
+}
+
+void TestZRV_S3::storeGoesAwayDuringUpload()
+{
+    StoreLink link;
+    QVERIFY(link.open(m_moto.port()));
+    auto p = open(Presenter);
+    p->login.storageAddress = link.endpoint();
+    p->page->setLoginData(&p->login);
+    QVERIFY(refresh(*p));
+    QVERIFY(selectFolder(*p, "models"));
+    const QByteArray data = randomBytes(24 * 1024 * 1024);
+    const QString source = m_dir.filePath("cut.fbx");
+    QVERIFY(writeFile(source, data));
+
+    bool cut = false;
+    connect(p->page.get(), &ZRV_S3::transferProgress, this,
+            [&](int mode, QString, QString, qlonglong size, qlonglong done, int) {
+                if (!cut && mode == 0 && done > 0 && done < size) {
+                    cut = true;
+                    link.cut();
+                }
+            });
+    ModalAnswerer answerer;
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.arm(Wait);
+    QSignalSpy failed(p->page.get(), &ZRV_S3::uploadFailed);
+    p->page->uploadFiles({source});
+    QVERIFY(failed.wait(Wait));
+    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 1, Wait);
+    answerer.disarm();
+    QCOMPARE(answerer.seen().value(0).title, QString("Upload Error"));
+    QVERIFY2(answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
+             qPrintable(answerer.seen().value(0).text));
+    QCOMPARE(p->page->currentEntry().state, 5);
+    QCOMPARE(readFile(source), data);
+    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/cut.fbx"));
+
+    // With the store back, the next attempt goes on from the parts it holds.
+    QVERIFY(link.mend());
+    link.resetCount();
+    QSignalSpy finished(p->page.get(), &ZRV_S3::uploadsFinished);
+    p->page->uploadFiles({source});
+    QVERIFY(finished.wait(Wait));
+    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/cut.fbx"), data);
+    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
+    QEXPECT_FAIL("", "the storage library starts an upload over after a failed step instead of going on", Continue);
+    QVERIFY2(link.sentToStore() < data.size(),
+             qPrintable(QString("%1 bytes sent again for %2").arg(link.sentToStore()).arg(data.size())));
 }
 
 QTEST_MAIN(TestZRV_S3)
