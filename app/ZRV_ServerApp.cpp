@@ -96,6 +96,7 @@ ZRV_ServerApp::ZRV_ServerApp(const QStringList &arguments, QWidget *parent)
             &ZRV_ServerApp::onMeetingInfoUpdateSignal);
     connect(m_serviceApi, &ZRVMeetingServiceApi::meetingInfoUpdateSignalE, this,
             &ZRV_ServerApp::onMeetingInfoUpdateSignalE);
+    connectAssetFunctions();
 
     m_statusTimer = new QTimer(this);
     m_statusTimer->setInterval(StatusInterval);
@@ -265,12 +266,13 @@ void ZRV_ServerApp::onServiceStatus(bool isRunning)
     updateConsoleState();
 }
 
-void ZRV_ServerApp::onServiceVersion(ZRV_MeetingsInfoThread::_serviceVersion)
+void ZRV_ServerApp::onServiceVersion(ZRV_MeetingsInfoThread::_serviceVersion ver)
 {
     if (m_consoleReady)
         updateConsoleState();
     else
         initConsole();
+    evaluateAssetBundleGate(ver);
 }
 
 void ZRV_ServerApp::onStopUpdate()

@@ -20,9 +20,11 @@ class QCloseEvent;
 class QIODevice;
 class QLabel;
 class QMenu;
+class QMessageBox;
 class QNetworkAccessManager;
 class QProgressBar;
 class QProgressDialog;
+class QTableWidgetItem;
 class QTimer;
 class ZRV_AssetBundles;
 class ZRV_Config;
@@ -34,6 +36,7 @@ namespace Ui {
 class ZRV_ServerAppClass;
 }
 
+using ZRV_Service_API::ZRVAsset;
 using ZRV_Service_API::ZRVMeetingInfo;
 using ZRV_Service_API::ZRVMeetingServiceApi;
 using ZRV_Service_API::ZRVS3TempAccessKey;
@@ -42,8 +45,9 @@ using ZRV_Service_API::ZRVVersions;
 // The console's one main window. Its members are defined in files named by
 // concern: ZRV_ServerApp.cpp (frame, start-up, poll, state, window state),
 // ZRV_ServerApp_Session.cpp (inactivity, session expiry),
-// ZRV_ServerApp_Update.cpp (self-update, account and about dialogs) and
-// ZRV_ServerApp_Storage.cpp (the storage tabs).
+// ZRV_ServerApp_Update.cpp (self-update, account and about dialogs),
+// ZRV_ServerApp_Storage.cpp (the storage tabs) and
+// ZRV_ServerApp_Assets.cpp (the meeting's components in tblAssets).
 class ZRV_ServerApp : public QMainWindow {
     Q_OBJECT
 
@@ -93,7 +97,29 @@ public slots:
     void onTransferProgress(int mode, QString bucket, QString object, qlonglong size, qlonglong progress,
                             int bytespersecond);
 
+    // The meeting's components (ZRV_ServerApp_Assets.cpp).
+    void on_btnAdd_clicked();
+    void assetAdd();
+    void assetBundleAdd();
+    void onAssetAdd(ZRVAsset assret);
+    void onAssetAddE(ZRVAsset summary, QNetworkReply::NetworkError error_type, QString error_str);
+    void onAssetDelete();
+    void onAssetDeleteE();
+    void onBanFile();
+    void on_btnProperties_released();
+    void showProperties(QTableWidgetItem *item);
+    void on_btnRemove_clicked();
+    void on_btnRemoveAll_clicked();
+    void on_btnCustomURL_clicked();
+    void onMeetingInfo(ZRVMeetingInfo summary);
+    void onMeetingInfoE(ZRVMeetingInfo summary, QNetworkReply::NetworkError error_type, QString error_str);
+
+    // The meeting's components to and from a .zrm file (ZRV_ServerApp_Export.cpp).
+    void on_btnExport_clicked();
+    void on_btnImport_clicked();
+
 private slots:
+    void on_tblAssets_itemClicked(QTableWidgetItem *item);
     void on_actionChangePassword_triggered();
     void on_actionQuit_triggered();
     void on_dckProgress_visibilityChanged(bool visible);
@@ -128,6 +154,14 @@ private:
     // Hands the shared login data to the S3 page.
     void passLoginDataToStorage();
 
+    // Components (ZRV_ServerApp_Assets.cpp).
+    // The connections of the asset functions to the pages, tblAssets and m_serviceApi.
+    void connectAssetFunctions();
+    // Bundles only from service version 2.0.30 on; decided once, after the login.
+    void evaluateAssetBundleGate(const ZRV_MeetingsInfoThread::_serviceVersion &ver);
+    // Replaces the row that shows the asset's Id, or appends one.
+    void addAssetRow(const ZRVAsset &asset);
+
     Ui::ZRV_ServerAppClass *ui;
 
     ZRV_LoginData m_loginData;
@@ -160,4 +194,11 @@ private:
     ZRV_AssetBundles *m_assetBundles = nullptr;
     int m_storageTab = -1;
     int m_currentTab = 0;
+
+    // Components: the last live record of the selected meeting.
+    ZRVMeetingInfo m_meetingInfo;
+    bool m_bundlesChecked = false;
+    QMessageBox *m_errorBox = nullptr;
+    // An asset row to select again once the reloaded record arrives.
+    int m_reselectAssetId = -1;
 };

@@ -37,6 +37,15 @@ QStringList ZRV_FileChooser::getOpenFileNames(QWidget *parent, const QString &ca
     return QFileDialog::getOpenFileNames(parent, caption, dir, filter);
 }
 
+QString ZRV_FileChooser::getOpenFileName(QWidget *parent, const QString &caption, const QString &dir,
+                                         const QString &filter)
+{
+    QStringList answer;
+    if (takePreset(caption, dir, &answer))
+        return answer.value(0);
+    return QFileDialog::getOpenFileName(parent, caption, dir, filter);
+}
+
 QString ZRV_FileChooser::getExistingDirectory(QWidget *parent, const QString &caption, const QString &dir)
 {
     QStringList answer;

@@ -13,6 +13,8 @@ class ZRV_FileChooser
 public:
     static QStringList getOpenFileNames(QWidget *parent, const QString &caption, const QString &dir,
                                         const QString &filter);
+    static QString getOpenFileName(QWidget *parent, const QString &caption, const QString &dir,
+                                   const QString &filter);
     static QString getExistingDirectory(QWidget *parent, const QString &caption, const QString &dir);
     static QString getSaveFileName(QWidget *parent, const QString &caption, const QString &dir,
                                    const QString &filter, QFileDialog::Options options);

@@ -52,6 +52,11 @@ public:
     void setDeleteEnabled(bool enabled);
     static void SetIconFromFilename(QTableWidgetItem *itm, QString name);
 
+    // The store as the assets and bundles record it.
+    QString url() const { return m_url; }
+    QString bucket() const { return m_bucket; }
+    int type() const { return m_type; }
+
     qint64 usedBytes() const { return m_usedBytes; }
     QList<fileEntry> queuedEntries() const { return m_queue; }
     fileEntry currentEntry() const { return m_current; }
