@@ -81,8 +81,7 @@ ZRV_S3::ZRV_S3(QWidget *parent)
 
 ZRV_S3::~ZRV_S3()
 {
-    // A transfer loop that is still running ends at its next step.
-    emit doAbort();
+    // A transfer that still runs is carried to its end before the thread stops.
     m_thread->quit();
     m_thread->wait();
     m_thread->deleteLater();

@@ -54,7 +54,6 @@ private slots:
     void sizeText();
     void addAndRemove();
     void findTreeItemToleratesMissingSlash();
-    void refreshDirectory();
 };
 
 void TestZRV_S3Tree::buildTree_data()
@@ -212,18 +211,6 @@ void TestZRV_S3Tree::findTreeItemToleratesMissingSlash()
     QCOMPARE(ZRV_S3Tree::findTreeItem(&tree, "/alice/New Directory/"), made);
     QCOMPARE(ZRV_S3Tree::findTreeItem(&tree, ""), root);
     QCOMPARE(ZRV_S3Tree::findTreeItem(&tree, "/alice/"), nullptr);
-}
-
-void TestZRV_S3Tree::refreshDirectory()
-{
-    QTreeWidget tree;
-    ZRV_S3Tree::Input in;
-    tree.addTopLevelItem(ZRV_S3Tree::buildTree({"d/old.txt"}, {"100"}, {""}, in, nullptr));
-    qint64 delta = 0;
-    QVERIFY(ZRV_S3Tree::refreshDirectory(&tree, "/d/", {"/d/", "/d/new.txt", "/d/sub/deeper.txt"},
-                                         {"0", "40", "7"}, {"NONE", "e", "e"}, &delta));
-    QCOMPARE(dump(tree.topLevelItem(0)), QString("MINIO - root{d[new.txt:40]}"));
-    QCOMPARE(delta, qint64(-60));
 }
 
 QTEST_MAIN(TestZRV_S3Tree)

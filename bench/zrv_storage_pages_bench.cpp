@@ -1,0 +1,201 @@
+// Storage pages benchmark: how long the S3 page's work holds the interface.
+//
+//   zrv-storage-pages-bench [--no-store]
+//
+// 1. The tree from a listing of 100,000 keys, nested (1,000 folders of 100
+//    files) and flat (one folder), built and put into a tree widget. Beside it
+//    the same flat listing with each file written into its folder's array one
+//    at a time, the way a literal reading of the walk does it.
+// 2. The queue dock with 1,000 entries: the first fill, then one progress
+//    update (the running entry changes state), against refilling the whole
+//    table on each update.
+// 3. A refresh of a folder of 5,000 objects on moto_server: the time from the
+//    button to the filled tree, and the requests it makes (one listing page per
+//    1,000 keys and one info request per object).
+// Figures are the best and the median of several rounds, in milliseconds.
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QPushButton>
+#include <QTreeWidget>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+
+#include "MotoServer.h"
+#include "ZRV_LoginData.h"
+#include "ZRV_QueueTableWidget.h"
+#include "ZRV_S3.h"
+#include "ZRV_S3Tree.h"
+
+namespace {
+
+struct Figures
+{
+    double best = 0, median = 0;
+};
+
+Figures measure(int rounds, const std::function<void()> &body)
+{
+    QList<double> ms;
+    for (int i = 0; i < rounds; ++i) {
+        QElapsedTimer t;
+        t.start();
+        body();
+        QCoreApplication::processEvents();
+        ms << t.nsecsElapsed() / 1e6;
+    }
+    std::sort(ms.begin(), ms.end());
+    return {ms.first(), ms.at(ms.size() / 2)};
+}
+
+void print(const char *what, const Figures &f)
+{
+    std::printf("%-62s best %9.2f ms   median %9.2f ms\n", what, f.best, f.median);
+    std::fflush(stdout);
+}
+
+void listing(int folders, int files, QStringList *keys, QStringList *sizes, QStringList *etags)
+{
+    for (int d = 0; d < folders; ++d) {
+        const QString dir = QString("presenter/dir%1/").arg(d, 4, 10, QChar('0'));
+        keys->append(dir);
+        sizes->append("0");
+        etags->append("NONE");
+        for (int f = 0; f < files; ++f) {
+            keys->append(dir + QString("file%1.fbx").arg(f, 6, 10, QChar('0')));
+            sizes->append(QString::number(1000 + f));
+            etags->append("0123456789abcdef0123456789abcdef");
+        }
+    }
+}
+
+void treeBench()
+{
+    ZRV_S3Tree::Input in;
+    in.pathPrefix = "presenter/";
+    in.storageUser = "zarvo";
+    for (auto shape : {std::make_pair(1000, 100), std::make_pair(1, 100000)}) {
+        QStringList keys, sizes, etags;
+        listing(shape.first, shape.second, &keys, &sizes, &etags);
+        QTreeWidget tree;
+        const Figures f = measure(5, [&] {
+            qint64 total = 0;
+            QTreeWidgetItem *root = ZRV_S3Tree::buildTree(keys, sizes, etags, in, &total);
+            tree.clear();
+            tree.insertTopLevelItem(0, root);
+            root->setExpanded(true);
+        });
+        print(qPrintable(QString("tree from %1 keys, %2 folders of %3 files").arg(keys.size()).arg(shape.first).arg(shape.second)), f);
+    }
+
+    // The peer: each file stored into its folder's array as it is met.
+    QStringList keys, sizes, etags;
+    listing(1, 20000, &keys, &sizes, &etags);
+    const Figures f = measure(3, [&] {
+        QTreeWidgetItem item;
+        for (int i = 1; i < keys.size(); ++i) {
+            QJsonArray files = item.data(0, Qt::UserRole).toJsonArray();
+            files.append(QJsonObject{{"name", keys.at(i)}, {"size", sizes.at(i)}, {"etag", etags.at(i)}});
+            item.setData(0, Qt::UserRole, files);
+        }
+    });
+    print("peer: 20,000 files written into one array one at a time", f);
+}
+
+void queueBench()
+{
+    QList<ZRV_S3::fileEntry> entries;
+    for (int i = 0; i < 1000; ++i) {
+        ZRV_S3::fileEntry e;
+        e.state = i == 0 ? 1 : 0;
+        e.type = i % 3;
+        e.bucket = "zarvo";
+        e.key = QString("presenter/models/file%1.fbx").arg(i);
+        e.path = QString("/home/user/Models/file%1.fbx").arg(i);
+        e.size = 1024LL * 1024 * (i + 1);
+        entries << e;
+    }
+    ZRV_QueueTableWidget table;
+    table.resize(1200, 600);
+    table.show();
+    print("queue: 1,000 entries shown in an empty table", measure(5, [&] {
+              table.setRowCount(0);
+              table.showQueue(entries);
+          }));
+    int flip = 0;
+    print("queue: one update (running entry changes state)", measure(50, [&] {
+              entries[0].state = (flip++ % 2) ? 1 : 2;
+              table.showQueue(entries);
+          }));
+    print("peer: the same update refilling the whole table", measure(50, [&] {
+              entries[0].state = (flip++ % 2) ? 1 : 2;
+              table.clearContents();
+              table.setRowCount(entries.size());
+              for (int r = 0; r < entries.size(); ++r) {
+                  const ZRV_S3::fileEntry &e = entries.at(r);
+                  table.setRowHeight(r, 20);
+                  table.setItem(r, 0, new QTableWidgetItem(ZRV_QueueTableWidget::typeText(e.type)));
+                  table.setItem(r, 1, new QTableWidgetItem(e.key.mid(e.key.lastIndexOf('/') + 1)));
+                  table.setItem(r, 2, new QTableWidgetItem(ZRV_QueueTableWidget::sizeText(e.size)));
+                  table.setItem(r, 3, new QTableWidgetItem(ZRV_QueueTableWidget::stateText(e.state)));
+                  table.setItem(r, 4, new QTableWidgetItem(e.key));
+                  table.setItem(r, 5, new QTableWidgetItem(ZRV_QueueTableWidget::localDir(e.path)));
+              }
+          }));
+}
+
+int refreshBench()
+{
+    MotoServer moto;
+    QString error;
+    if (!moto.start(&error)) {
+        std::printf("refresh: no store (%s)\n", qPrintable(error));
+        return 1;
+    }
+    moto.createBucket("zarvo");
+    const int objects = 5000;
+    QElapsedTimer seedClock;
+    seedClock.start();
+    for (int i = 0; i < objects; ++i)
+        moto.putObject("zarvo", QString("presenter/big/f%1.bin").arg(i), QByteArray::number(i));
+    std::printf("refresh: %d objects seeded in %.1f s\n", objects, seedClock.elapsed() / 1000.0);
+
+    ZRV_LoginData login;
+    login.roles = QStringList{"ZRV_Presenter"};
+    login.storageMode = 1;
+    login.storageUser = "zarvo";
+    login.storagePass = "zarvo-secret";
+    login.storageAddress = moto.endpoint();
+    login.storageBucket = "zarvo";
+    login.storageFolder = "presenter";
+    ZRV_S3 page;
+    page.setLoginData(&login);
+    page.show();
+    auto *button = page.findChild<QPushButton *>("btnS3Refresh");
+    auto *tree = page.findChild<QTreeWidget *>("S3TreeWidget");
+    const Figures f = measure(3, [&] {
+        page.on_btnS3Refresh_clicked();
+        while (!button->isEnabled())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    });
+    print("refresh of a folder of 5,000 objects, button to tree", f);
+    std::printf("refresh: %d requests each (%d listing pages of 1,000 keys, %d info requests); tree root %s\n",
+                (objects + 999) / 1000 + objects, (objects + 999) / 1000, objects,
+                qPrintable(tree->topLevelItemCount() ? tree->topLevelItem(0)->text(0) : QString("missing")));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    treeBench();
+    queueBench();
+    if (!app.arguments().contains("--no-store"))
+        return refreshBench();
+    return 0;
+}
