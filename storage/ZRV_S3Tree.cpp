@@ -25,15 +25,6 @@ struct Node
 
 const QLatin1String AssetBundleDir("__ASSETBUNDLES/");
 
-QTreeWidgetItem *childByText(QTreeWidgetItem *item, const QString &text)
-{
-    for (int i = 0; i < item->childCount(); ++i) {
-        if (item->child(i)->text(0) == text)
-            return item->child(i);
-    }
-    return nullptr;
-}
-
 QJsonObject fileObject(const QString &name, qint64 size, const QString &etag, const QString &path)
 {
     QJsonObject o;
@@ -115,6 +106,9 @@ QTreeWidgetItem *ZRV_S3Tree::buildTree(const QStringList &sLst, const QStringLis
     // Arrays are gathered here and stored once: writing an item's array back
     // after every file would copy it once per file.
     QHash<QTreeWidgetItem *, QJsonArray> files;
+    // Every child made here is also noted by parent and text: a large folder
+    // would otherwise be searched child by child for each key below it.
+    QHash<QPair<QTreeWidgetItem *, QString>, QTreeWidgetItem *> children;
     qint64 sum = 0;
     for (const Node &node : nodes) {
         QTreeWidgetItem *current = root;
@@ -122,7 +116,7 @@ QTreeWidgetItem *ZRV_S3Tree::buildTree(const QStringList &sLst, const QStringLis
         start = start < 0 ? 0 : start + 1;
         for (int p = start; p < node.parts.size(); ++p) {
             const QString &part = node.parts.at(p);
-            if (QTreeWidgetItem *child = childByText(current, part)) {
+            if (QTreeWidgetItem *child = children.value(qMakePair(current, part))) {
                 current = child;
                 continue;
             }
@@ -131,6 +125,7 @@ QTreeWidgetItem *ZRV_S3Tree::buildTree(const QStringList &sLst, const QStringLis
                 item->setIcon(0, folderIcon);
                 item->setData(1, Qt::UserRole, node.full);
                 current->addChild(item);
+                children.insert(qMakePair(current, part), item);
                 current = item;
             } else {
                 files[current].append(fileObject(part, node.size, node.etag, node.full));
