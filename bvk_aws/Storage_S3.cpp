@@ -69,7 +69,7 @@ public:
     // Called as a step begins: a long gap since the last one was a pause.
     void resumeFromIdle()
     {
-        if (idleTimer)
+        if (idleTimer && idleTimer->thread() == QThread::currentThread())
             idleTimer->stop();
         if (lastStep.isValid() && lastStep.elapsed() >= kIdleMs)
             park();

@@ -82,6 +82,53 @@ QStringList lines(const QList<RecordedRequest> &requests)
     return out;
 }
 
+// A store on a thread of its own that starts multi-part uploads and then
+// holds every other request unanswered; it tells when the client closes a
+// held connection.
+class HoldingStore : public QObject
+{
+    Q_OBJECT
+
+public:
+    quint16 port = 0;
+    std::atomic<int> closed{0};
+
+public slots:
+    void listen()
+    {
+        auto *server = new QTcpServer(this);
+        server->listen(QHostAddress::LocalHost, 0);
+        port = server->serverPort();
+        connect(server, &QTcpServer::newConnection, this, [this, server] {
+            while (QTcpSocket *socket = server->nextPendingConnection()) {
+                connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onRead(socket); });
+                connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                    if (socket->property("held").toBool())
+                        ++closed;
+                    socket->deleteLater();
+                });
+            }
+        });
+    }
+
+private:
+    void onRead(QTcpSocket *socket)
+    {
+        QByteArray &buffer = m_buffers[socket];
+        buffer += socket->readAll();
+        if (socket->property("held").toBool() || !buffer.contains("\r\n\r\n"))
+            return;
+        if (buffer.startsWith("POST")) {
+            socket->write(initiated("U1"));
+            socket->disconnectFromHost();
+        } else {
+            socket->setProperty("held", true);
+        }
+    }
+
+    QHash<QTcpSocket *, QByteArray> m_buffers;
+};
+
 } // namespace
 
 // The storage library's requests and its reading of odd answers, against a
@@ -105,6 +152,7 @@ private slots:
     void stepsReturnWhileTheStoreIsSlow_data();
     void stepsReturnWhileTheStoreIsSlow();
     void slowSingleStreamIsSplit();
+    void pauseClosesPartsInFlight();
 
 private:
     // Runs `op` on a thread while serving; the failure's message, or empty.
@@ -540,6 +588,31 @@ void TestS3Wire::slowSingleStreamIsSplit()
              (QStringList{"HEAD /b/obj.bin", "GET /b/obj.bin",
                           QStringLiteral("GET /b/obj.bin [bytes=%1-%2]").arg(16 * kMiB).arg(32 * kMiB - 1),
                           QStringLiteral("GET /b/obj.bin [bytes=%1-%2]").arg(32 * kMiB).arg(48 * kMiB - 1)}));
+}
+
+// A paused transfer (its caller back in its event loop, no step coming) must
+// not leave parts half-sent on open connections for the store to time out.
+void TestS3Wire::pauseClosesPartsInFlight()
+{
+    QThread thread;
+    auto *store = new HoldingStore;
+    store->moveToThread(&thread);
+    thread.start();
+    const auto stop = qScopeGuard([&] {
+        thread.quit();
+        thread.wait();
+        delete store;
+    });
+    QVERIFY(QMetaObject::invokeMethod(store, "listen", Qt::BlockingQueuedConnection));
+    const QString source = local("held-up");
+    QVERIFY(writeAll(source, QByteArray(int(6 * kMiB), 'h')));
+    {
+        Storage_S3 s3(MINIO, QStringLiteral("http://127.0.0.1:%1").arg(store->port), "AKID", "secret");
+        const MPInfo step = s3.UploadObjectMultipart("b", "held.bin", source, "text/plain");
+        QVERIFY(!step.finished);
+        QCOMPARE(store->closed.load(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(store->closed.load() > 0, 8000);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestS3Wire)
