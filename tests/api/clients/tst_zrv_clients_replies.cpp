@@ -51,6 +51,9 @@ void watch(Api *api, Outcome<Summary> *out, void (Api::*ok)(Summary),
                      [out](Worker *, QNetworkReply::NetworkError, QString) { ++out->fullSignals; });
 }
 
+#define WATCH(api, out, Api, op) \
+    watch(api, out, &Api::op##Signal, &Api::op##SignalFull, &Api::op##SignalE, &Api::op##SignalEFull)
+
 // The way failure slots of the console find the service's error object.
 QString errorMessage(const QString &errorStr)
 {
@@ -75,8 +78,8 @@ private slots:
     void textAndNumberReplies();
     void workerReadInFullSlot_data();
     void workerReadInFullSlot();
-    void timeOut();
-    void refusedConnection();
+    void transportFailure_data();
+    void transportFailure();
     void abortDropsRequests();
 
 private:
@@ -102,38 +105,25 @@ void TestClientsReplies::recordReply_data()
     auto raw = [](int status, const Headers &headers, const QByteArray &b) {
         return ScriptedHttpServer::buildResponse(status, headers, b);
     };
-    QTest::newRow("json body read") << raw(200, {{"Content-Type", "application/json"}}, body) << ok
-                                    << "Board" << QString() << QString();
-    QTest::newRow("charset parameter still read")
-        << raw(200, {{"Content-Type", "application/json; charset=utf-8"}}, body) << ok << "Board"
-        << QString() << QString();
-    QTest::newRow("lower-case content-type name counts as none")
-        << raw(200, {{"content-type", "application/json"}}, body) << ok << QString() << QString()
-        << QString();
-    QTest::newRow("no content type, body not read")
-        << raw(200, {}, body) << ok << QString() << QString() << QString();
-    QTest::newRow("multipart content type not read")
-        << raw(200, {{"Content-Type", "multipart/form-data; boundary=x"}}, body) << ok << QString()
-        << QString() << QString();
-    QTest::newRow("gzip encoding dropped although identity was asked")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}}, body)
-        << ok << QString() << QString() << QString();
-    QTest::newRow("identity encoding in any case read")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "IDENTITY"}}, body)
-        << ok << "Board" << QString() << QString();
-    QTest::newRow("identity behind a comma and blank is no list entry, not read")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "br, identity"}},
-               body)
-        << ok << QString() << QString() << QString();
-    QTest::newRow("empty encoding value not read")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", ""}}, body) << ok
-        << QString() << QString() << QString();
-    QTest::newRow("unknown encoding not read")
-        << raw(200, {{"Content-Type", "application/json"}, {"Content-Encoding", "br"}}, body) << ok
-        << QString() << QString() << QString();
-    QTest::newRow("body that is no json gives an unset record on success")
-        << raw(200, {{"Content-Type", "application/json"}}, "<html>") << ok << QString()
-        << QString() << QString();
+    const QByteArray json = "application/json";
+    auto read = [&](const char *name, const Headers &headers) {
+        QTest::newRow(name) << raw(200, headers, body) << ok << "Board" << QString() << QString();
+    };
+    auto notRead = [&](const char *name, const Headers &headers, const QByteArray &b = QByteArray()) {
+        QTest::newRow(name) << raw(200, headers, b.isNull() ? body : b) << ok << QString() << QString() << QString();
+    };
+    read("json body read", {{"Content-Type", json}});
+    read("charset parameter still read", {{"Content-Type", "application/json; charset=utf-8"}});
+    read("identity encoding in any case read", {{"Content-Type", json}, {"Content-Encoding", "IDENTITY"}});
+    notRead("lower-case content-type name counts as none", {{"content-type", json}});
+    notRead("no content type, body not read", {});
+    notRead("multipart content type not read", {{"Content-Type", "multipart/form-data; boundary=x"}});
+    notRead("gzip encoding dropped although identity was asked", {{"Content-Type", json}, {"Content-Encoding", "gzip"}});
+    notRead("identity behind a comma and blank is no list entry, not read",
+            {{"Content-Type", json}, {"Content-Encoding", "br, identity"}});
+    notRead("empty encoding value not read", {{"Content-Type", json}, {"Content-Encoding", ""}});
+    notRead("unknown encoding not read", {{"Content-Type", json}, {"Content-Encoding", "br"}});
+    notRead("body that is no json gives an unset record on success", {{"Content-Type", json}}, "<html>");
     QTest::newRow("client error carries the body behind a comma")
         << raw(400, {{"Content-Type", "application/json"}}, kErrorBody)
         << QNetworkReply::ProtocolInvalidOperationError << "x" << QString(", ") + kErrorBody
@@ -155,9 +145,7 @@ void TestClientsReplies::recordReply()
     m_server->enqueueRaw(raw);
     Meet::ZRVMeetingApi api("http", "127.0.0.1", m_server->port(), "");
     Outcome<Meet::ZRVMeeting> out;
-    watch(&api, &out, &Meet::ZRVMeetingApi::createMeetingSignal,
-          &Meet::ZRVMeetingApi::createMeetingSignalFull, &Meet::ZRVMeetingApi::createMeetingSignalE,
-          &Meet::ZRVMeetingApi::createMeetingSignalEFull);
+    WATCH(&api, &out, Meet::ZRVMeetingApi, createMeeting);
     api.createMeeting(Meet::ZRVMeeting());
     QTRY_COMPARE_WITH_TIMEOUT(out.fullSignals, 1, 5000);
 
@@ -204,9 +192,7 @@ void TestClientsReplies::listReply()
     m_server->enqueueJson(200, body);
     Meet::ZRVMeetingApi api("http", "127.0.0.1", m_server->port(), "");
     Outcome<QList<Meet::ZRVMeeting>> out;
-    watch(&api, &out, &Meet::ZRVMeetingApi::getMeetingsSignal,
-          &Meet::ZRVMeetingApi::getMeetingsSignalFull, &Meet::ZRVMeetingApi::getMeetingsSignalE,
-          &Meet::ZRVMeetingApi::getMeetingsSignalEFull);
+    WATCH(&api, &out, Meet::ZRVMeetingApi, getMeetings);
     api.getMeetings("*");
     QTRY_COMPARE_WITH_TIMEOUT(out.fullSignals, 1, 5000);
     QCOMPARE(out.successes, 1);
@@ -232,26 +218,17 @@ void TestClientsReplies::textAndNumberReplies()
     m_server->enqueue(200, text, "17");
     m_server->enqueue(404, text, "12");
     Outcome<int> post1, post2, del;
-    watch(&service, &post1, &Svc::ZRVMeetingServiceApi::banlistPostSignal,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalFull,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalE,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalEFull);
+    WATCH(&service, &post1, Svc::ZRVMeetingServiceApi, banlistPost);
     service.banlistPost(Svc::ZRVBanlistEntry());
     QTRY_COMPARE_WITH_TIMEOUT(post1.fullSignals, 1, 5000);
     QCOMPARE(post1.successes, 1);
     QCOMPARE(post1.summary, 0);
     service.disconnect();
-    watch(&service, &post2, &Svc::ZRVMeetingServiceApi::banlistPostSignal,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalFull,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalE,
-          &Svc::ZRVMeetingServiceApi::banlistPostSignalEFull);
+    WATCH(&service, &post2, Svc::ZRVMeetingServiceApi, banlistPost);
     service.banlistPost(Svc::ZRVBanlistEntry());
     QTRY_COMPARE_WITH_TIMEOUT(post2.fullSignals, 1, 5000);
     QCOMPARE(post2.summary, 17);
-    watch(&service, &del, &Svc::ZRVMeetingServiceApi::banlistDeleteSignal,
-          &Svc::ZRVMeetingServiceApi::banlistDeleteSignalFull,
-          &Svc::ZRVMeetingServiceApi::banlistDeleteSignalE,
-          &Svc::ZRVMeetingServiceApi::banlistDeleteSignalEFull);
+    WATCH(&service, &del, Svc::ZRVMeetingServiceApi, banlistDelete);
     service.banlistDelete(4);
     QTRY_COMPARE_WITH_TIMEOUT(del.fullSignals, 1, 5000);
     QCOMPARE(del.failures, 1);
@@ -263,17 +240,11 @@ void TestClientsReplies::textAndNumberReplies()
                       "line 1\nline 2\n");
     m_server->enqueue(500, text, "no log");
     Outcome<QString> log1, log2;
-    watch(&service, &log1, &Svc::ZRVMeetingServiceApi::serviceLogfileSignal,
-          &Svc::ZRVMeetingServiceApi::serviceLogfileSignalFull,
-          &Svc::ZRVMeetingServiceApi::serviceLogfileSignalE,
-          &Svc::ZRVMeetingServiceApi::serviceLogfileSignalEFull);
+    WATCH(&service, &log1, Svc::ZRVMeetingServiceApi, serviceLogfile);
     service.serviceLogfile(100);
     QTRY_COMPARE_WITH_TIMEOUT(log1.fullSignals, 1, 5000);
     QCOMPARE(log1.summary, QString("line 1\nline 2\n"));
-    watch(&service, &log2, &Svc::ZRVMeetingServiceApi::meetingLogfileSignal,
-          &Svc::ZRVMeetingServiceApi::meetingLogfileSignalFull,
-          &Svc::ZRVMeetingServiceApi::meetingLogfileSignalE,
-          &Svc::ZRVMeetingServiceApi::meetingLogfileSignalEFull);
+    WATCH(&service, &log2, Svc::ZRVMeetingServiceApi, meetingLogfile);
     service.meetingLogfile("m1", 10);
     QTRY_COMPARE_WITH_TIMEOUT(log2.fullSignals, 1, 5000);
     QCOMPARE(log2.failures, 1);
@@ -284,10 +255,7 @@ void TestClientsReplies::textAndNumberReplies()
     m_server->enqueue(200, text, "");
     Outcome<QString> posted;
     posted.summary = "untouched";
-    watch(&bundle, &posted, &Svc::ZRVAssetBundleApi::assetBundlePostSignal,
-          &Svc::ZRVAssetBundleApi::assetBundlePostSignalFull,
-          &Svc::ZRVAssetBundleApi::assetBundlePostSignalE,
-          &Svc::ZRVAssetBundleApi::assetBundlePostSignalEFull);
+    WATCH(&bundle, &posted, Svc::ZRVAssetBundleApi, assetBundlePost);
     bundle.assetBundlePost(Svc::ZRVAssetBundle());
     QTRY_COMPARE_WITH_TIMEOUT(posted.fullSignals, 1, 5000);
     QCOMPARE(posted.successes, 1);
@@ -330,45 +298,37 @@ void TestClientsReplies::workerReadInFullSlot()
     QCOMPARE(ZRV_AuthService_API::ZRVError(QString::fromUtf8(seen)).getCode(), status);
 }
 
-void TestClientsReplies::timeOut()
+void TestClientsReplies::transportFailure_data()
 {
-    m_server->enqueueHang();
-    Meet::ZRVMeetingApi api("http", "127.0.0.1", m_server->port(), "", 150);
+    QTest::addColumn<bool>("hang");
+    QTest::addColumn<QNetworkReply::NetworkError>("errorType");
+    QTest::addColumn<QString>("errorStr"); // empty: only the empty body behind the comma
+    QTest::newRow("time-out") << true << QNetworkReply::TimeoutError << "Timed out waiting for response, ";
+    QTest::newRow("refused connection") << false << QNetworkReply::ConnectionRefusedError << QString();
+}
+
+void TestClientsReplies::transportFailure()
+{
+    QFETCH(bool, hang);
+    QFETCH(QNetworkReply::NetworkError, errorType);
+    QFETCH(QString, errorStr);
+    const quint16 port = m_server->port();
+    if (hang)
+        m_server->enqueueHang();
+    else
+        m_server->stop();
+    Meet::ZRVMeetingApi api("http", "127.0.0.1", port, "", 150);
     Outcome<Meet::ZRVMeeting> out;
-    watch(&api, &out, &Meet::ZRVMeetingApi::createMeetingSignal,
-          &Meet::ZRVMeetingApi::createMeetingSignalFull, &Meet::ZRVMeetingApi::createMeetingSignalE,
-          &Meet::ZRVMeetingApi::createMeetingSignalEFull);
+    WATCH(&api, &out, Meet::ZRVMeetingApi, createMeeting);
     api.createMeeting(Meet::ZRVMeeting());
     QTRY_COMPARE_WITH_TIMEOUT(out.fullSignals, 1, 5000);
     QCOMPARE(out.failures, 1);
-    QCOMPARE(out.errorType, QNetworkReply::TimeoutError);
-    QCOMPARE(out.errorStr, QString("Timed out waiting for response, "));
+    QCOMPARE(out.successes, 0);
+    QCOMPARE(out.errorType, errorType);
+    if (!errorStr.isEmpty())
+        QCOMPARE(out.errorStr, errorStr);
+    QVERIFY2(out.errorStr.endsWith(", "), qPrintable(out.errorStr));
     QVERIFY(!out.summary.isSet());
-}
-
-void TestClientsReplies::refusedConnection()
-{
-    const quint16 port = m_server->port();
-    m_server->stop();
-    Svc::ZRVMeetingServiceApi api("http", "127.0.0.1", port, "");
-    int failures = 0, full = 0;
-    QNetworkReply::NetworkError type = QNetworkReply::NoError;
-    QString errorStr;
-    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignalE,
-            [&](QNetworkReply::NetworkError t, QString e) {
-                ++failures;
-                type = t;
-                errorStr = e;
-            });
-    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignalEFull,
-            [&](Svc::ZRVHttpRequestWorker *, QNetworkReply::NetworkError, QString) { ++full; });
-    connect(&api, &Svc::ZRVMeetingServiceApi::serviceStatusSignal,
-            [&] { QFAIL("success on refusal"); });
-    api.serviceStatus();
-    QTRY_COMPARE_WITH_TIMEOUT(full, 1, 5000);
-    QCOMPARE(failures, 1);
-    QCOMPARE(type, QNetworkReply::ConnectionRefusedError);
-    QVERIFY2(errorStr.endsWith(", "), qPrintable(errorStr));
 }
 
 void TestClientsReplies::abortDropsRequests()

@@ -38,68 +38,59 @@ QJsonValue json(const char *text)
     return QJsonDocument::fromJson(QByteArray("[") + text + "]").array().at(0);
 }
 
-// Runs one conversion into a target that starts in a known, non-default
-// state, so that "value untouched" can be told from "value reset".
+template <typename T>
+QVariant asVariant(const T &v)
+{
+    return QVariant::fromValue(v);
+}
+QVariant asVariant(const ZRV_AuthService_API::ZRVError &v) { return v.asJsonObject(); }
+QVariant asVariant(const ZRVDefVector3 &v) { return v.asJsonObject(); }
+QVariant asVariant(const QList<QString> &v) { return QStringList(v); }
+template <typename T>
+QVariant asVariant(const QList<T> &v)
+{
+    QVariantList l;
+    for (const T &item : v)
+        l << asVariant(item);
+    return l;
+}
+
+// One conversion into a target that starts in a known, non-default state, so that
+// "value untouched" can be told from "value reset".
+template <typename T>
+bool into(T v, const QJsonValue &in, QVariant &out)
+{
+    const bool ok = fromJsonValue(v, in);
+    out = asVariant(v);
+    return ok;
+}
+
 bool convert(const QString &target, const QJsonValue &in, QVariant &out)
 {
-    bool ok = false;
-    if (target == "QString") {
-        QString v = untouched;
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "int") {
-        int v = -7;
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "qint64") {
-        qint64 v = -7;
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "float") {
-        float v = -7.0f;
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "bool") {
-        bool v = false;
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "QDate") {
-        QDate v(2000, 1, 1);
-        ok = fromJsonValue(v, in);
-        out = v;
-    } else if (target == "error record") {
-        ZRV_AuthService_API::ZRVError v;
-        ok = fromJsonValue(v, in);
-        out = QVariant(v.asJsonObject());
-    } else if (target == "list of QString") {
-        QList<QString> v{untouched};
-        ok = fromJsonValue(v, in);
-        out = QStringList(v);
-    } else if (target == "list of int") {
-        QList<int> v{-7};
-        ok = fromJsonValue(v, in);
-        QVariantList l;
-        for (int i : v)
-            l << i;
-        out = l;
-    } else if (target == "list of qint64") {
-        QList<qint64> v;
-        ok = fromJsonValue(v, in);
-        QVariantList l;
-        for (qint64 i : v)
-            l << i;
-        out = l;
-    } else if (target == "list of record") {
-        QList<ZRVDefVector3> v;
-        ok = fromJsonValue(v, in);
-        QVariantList l;
-        for (const ZRVDefVector3 &r : v)
-            l << QVariant(r.asJsonObject());
-        out = l;
-    } else {
-        qFatal("unknown target %s", qPrintable(target));
-    }
-    return ok;
+    if (target == "QString")
+        return into(untouched, in, out);
+    if (target == "int")
+        return into(-7, in, out);
+    if (target == "qint64")
+        return into(qint64(-7), in, out);
+    if (target == "float")
+        return into(-7.0f, in, out);
+    if (target == "bool")
+        return into(false, in, out);
+    if (target == "QDate")
+        return into(QDate(2000, 1, 1), in, out);
+    if (target == "error record")
+        return into(ZRV_AuthService_API::ZRVError(), in, out);
+    if (target == "list of QString")
+        return into(QList<QString>{untouched}, in, out);
+    if (target == "list of int")
+        return into(QList<int>{-7}, in, out);
+    if (target == "list of qint64")
+        return into(QList<qint64>(), in, out);
+    if (target == "list of record")
+        return into(QList<ZRVDefVector3>(), in, out);
+    qFatal("unknown target %s", qPrintable(target));
+    return false;
 }
 
 QVariantList vl(std::initializer_list<QVariant> items)
