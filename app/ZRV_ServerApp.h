@@ -45,7 +45,8 @@ using ZRV_Service_API::ZRVVersions;
 // The console's one main window. Its members are defined in files named by
 // concern: ZRV_ServerApp.cpp (frame, start-up, poll, state, window state),
 // ZRV_ServerApp_Session.cpp (inactivity, session expiry),
-// ZRV_ServerApp_Update.cpp (self-update, account and about dialogs),
+// ZRV_ServerApp_Update.cpp (self-update),
+// ZRV_ServerApp_Account.cpp (password change and about dialog),
 // ZRV_ServerApp_Storage.cpp (the storage tabs) and
 // ZRV_ServerApp_Assets.cpp (the meeting's components in tblAssets).
 class ZRV_ServerApp : public QMainWindow {
