@@ -26,6 +26,11 @@ for svg in "$src"/*.svg; do
 done
 # The window icon is also what a desktop shows at large sizes.
 png "$icons/logo.svg" 256 "$icons/logo.png"
+# The sizes a desktop's icon theme asks for, installed under hicolor.
+for px in 16 24 32 48 64 128 256; do
+  mkdir -p "$icons/hicolor/${px}x$px"
+  png "$icons/logo.svg" "$px" "$icons/hicolor/${px}x$px/zarvo-console.png"
+done
 
 # File types: one page drawing, a short label and a colour per family.
 filetypes=(
