@@ -314,19 +314,6 @@ private slots:
         QCOMPARE(answerer.seen().size(), 2);
     }
 
-    void newLoginForTheSameUserKeepsTheName()
-    {
-        const Attempt a = attempt(m_fx.config(), QString(), QStringLiteral("presenter123"),
-                                  QStringLiteral("presenter"));
-        QCOMPARE(a.result, int(QDialog::Accepted));
-        QCOMPARE(a.data.userId, QStringLiteral("presenter"));
-
-        ZRV_Login dialog(nullptr, m_fx.config(), QStringLiteral("presenter"));
-        auto *leUser = dialog.findChild<QLineEdit *>(QStringLiteral("leUser"));
-        QCOMPARE(leUser->text(), QStringLiteral("presenter"));
-        QVERIFY(!leUser->isEnabled());
-    }
-
     void cancelAndCloseReturnZero_data()
     {
         QTest::addColumn<bool>("viaCancel");
@@ -529,16 +516,16 @@ private slots:
 
     void clearingKeepsWhatOutlivesAnAccount()
     {
+        const QString x = QStringLiteral("x");
+        const QDateTime expiry = QDateTime::currentDateTime().addSecs(60);
         ZRV_LoginData d;
-        d.id = d.accessToken = d.refreshToken = d.userId = d.company = QStringLiteral("x");
-        d.firstName = d.lastName = d.email = d.phone = QStringLiteral("x");
-        d.roles = QStringList{QStringLiteral("ZRV_Presenter")};
+        d.id = d.accessToken = d.refreshToken = d.userId = d.company = d.firstName = d.lastName = x;
+        d.email = d.phone = d.storageUser = d.storagePass = d.storageFolder = d.storageAddress = x;
+        d.storageBucket = x;
+        d.roles = QStringList{x};
         d.authenticated = true;
         d.loginComplete = 1;
         d.storageMode = 2;
-        d.storageUser = d.storagePass = d.storageFolder = d.storageAddress = d.storageBucket =
-            QStringLiteral("s");
-        const QDateTime expiry = QDateTime::currentDateTime().addSecs(60);
         d.tokenExpiry = d.storageTokenExpiry = expiry;
         d.password = QStringLiteral("pw");
         d.storageSize = 77;
@@ -549,20 +536,15 @@ private slots:
 
         clearLoginData(d);
 
-        for (const QString &emptied : {d.id, d.accessToken, d.refreshToken, d.userId, d.company,
-                                       d.firstName, d.lastName, d.email, d.phone, d.storageUser,
-                                       d.storagePass, d.storageFolder, d.storageAddress,
-                                       d.storageBucket})
-            QVERIFY(emptied.isEmpty());
-        QVERIFY(d.roles.isEmpty());
-        QVERIFY(!d.authenticated);
-        QCOMPARE(d.loginComplete, 0);
-        QCOMPARE(d.storageMode, -1);
+        const QStringList emptied{d.id, d.accessToken, d.refreshToken, d.userId, d.company, d.firstName,
+                                  d.lastName, d.email, d.phone, d.storageUser, d.storagePass,
+                                  d.storageFolder, d.storageAddress, d.storageBucket};
+        QCOMPARE(emptied.join(QString()), QString());
+        QVERIFY(d.roles.isEmpty() && !d.authenticated && d.loginComplete == 0 && d.storageMode == -1);
         QCOMPARE(d.tokenExpiry, expiry);
         QCOMPARE(d.storageTokenExpiry, expiry);
-        QCOMPARE(d.password, QStringLiteral("pw"));
+        QCOMPARE(d.password + '|' + d.storageSessionToken, QStringLiteral("pw|st"));
         QCOMPARE(d.storageSize, qint64(77));
-        QCOMPARE(d.storageSessionToken, QStringLiteral("st"));
         QCOMPARE(d.created, QDate(2024, 1, 2));
         QCOMPARE(d.trialDays, 5);
         QCOMPARE(d.countEndlessMeetings, 4);

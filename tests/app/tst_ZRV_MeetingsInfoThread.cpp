@@ -11,17 +11,6 @@
 #include "ServiceRecorder.h"
 #include "ZRV_MeetingsInfoThread.h"
 
-namespace {
-
-QStringList g_debugLines;
-
-void captureAll(QtMsgType, const QMessageLogContext &, const QString &message)
-{
-    g_debugLines << message;
-}
-
-} // namespace
-
 class tst_ZRV_MeetingsInfoThread : public QObject
 {
     Q_OBJECT
@@ -87,13 +76,11 @@ private:
         Recorder rec;
     };
 
-    bool open(Session &s, const QString &user, const QString &password, ConsoleFixture *fx = nullptr)
+    bool open(Session &s, const QString &user, const QString &password)
     {
-        if (!fx)
-            fx = &m_fx;
-        if (!fx->signIn(user, password, &s.login))
+        if (!m_fx.signIn(user, password, &s.login))
             return false;
-        s.service.reset(new ZRV_MeetingsInfoThread(nullptr, fx->config()));
+        s.service.reset(new ZRV_MeetingsInfoThread(nullptr, m_fx.config()));
         s.rec.attach(s.service.get());
         s.service->setLoginData(&s.login);
         return true;
@@ -154,52 +141,7 @@ private slots:
         QVERIFY(rec.events == QStringList{QStringLiteral("tokenChanged")});
     }
 
-    void tokenIsRefreshedBeforeItRunsOut()
-    {
-        ConsoleFixture shortLived;
-        QVERIFY2(shortLived.start({QStringLiteral("--token-lifetime"), QStringLiteral("20"),
-                                   QStringLiteral("--simulate-life"), QStringLiteral("off")}),
-                 qPrintable(shortLived.errorText()));
-        Session s;
-        QVERIFY(open(s, QStringLiteral("groupadmin"), QStringLiteral("group123"), &shortLived));
-        const QString oldToken = s.login.accessToken;
-        const QString oldRefresh = s.login.refreshToken;
-
-        g_debugLines.clear();
-        const QtMessageHandler previous = qInstallMessageHandler(captureAll);
-        s.service->getMeetingsInfo();
-        QTRY_COMPARE_WITH_TIMEOUT(s.rec.tokens.size(), 2, 10000);
-        QTRY_COMPARE_WITH_TIMEOUT(s.rec.count(QStringLiteral("status:")), 2, 10000);
-        qInstallMessageHandler(previous);
-
-        QCOMPARE(s.rec.tokens.last(), s.login.accessToken);
-        QVERIFY(s.login.accessToken != oldToken);
-        QVERIFY(s.login.refreshToken != oldRefresh);
-        QVERIFY(s.login.tokenExpiry > QDateTime::currentDateTime().addSecs(15));
-        for (const QString &line : qAsConst(g_debugLines))
-            QVERIFY2(!line.contains(QStringLiteral("group123")), qPrintable(line));
-
-        // The new token serves the next poll; the spent refresh token is gone.
-        s.rec.events.clear();
-        s.service->getMeetingsInfo();
-        QTRY_COMPARE_WITH_TIMEOUT(s.rec.count(QStringLiteral("status:")), 2, 10000);
-        QCOMPARE(s.rec.count(QStringLiteral("status:true")), 2);
-        QVERIFY(s.rec.events.contains(QStringLiteral("meetingsInfo")));
-    }
-
-    void spentRefreshTokenExpiresTheSession()
-    {
-        Session s;
-        QVERIFY(open(s, QStringLiteral("presenter"), QStringLiteral("presenter123")));
-        s.login.refreshToken = QStringLiteral("spent-or-unknown");
-        s.login.tokenExpiry = QDateTime::currentDateTime().addSecs(-1);
-        s.service->getMeetingsInfo();
-        QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(QStringLiteral("sessionExpired")), 10000);
-        const int stopAt = s.rec.events.indexOf(QStringLiteral("stopThread"));
-        QVERIFY(stopAt >= 0 && stopAt < s.rec.events.indexOf(QStringLiteral("sessionExpired")));
-    }
-
-    void commandsReachTheMeeting()
+    void playerPositionComesAsASpawnPoint()
     {
         Session s;
         QVERIFY(open(s, QStringLiteral("presenter"), QStringLiteral("presenter123")));
@@ -207,7 +149,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(QStringLiteral("meetingsInfo")), 10000);
         const QList<ZRVMirrorClientInfo> members =
             s.rec.meetings.value(QStringLiteral("wdr7k2m4")).getClients();
-        QVERIFY(members.size() >= 2);
+        QVERIFY(!members.isEmpty());
         const QString first = QString::number(members.at(0).getId());
 
         s.service->sendMeetingCommand(QStringLiteral("wdr7k2m4"), QStringLiteral("GetPlayerPos"),
@@ -216,39 +158,20 @@ private slots:
         const ZRVSpawnPoint point = s.rec.points.first();
         QCOMPARE(point.getName(), QStringLiteral("Player Pos"));
         QVERIFY(point.getPosition().is_x_Set() && point.getRotation().is_y_Set());
-
-        s.service->sendMeetingCommand(QStringLiteral("wdr7k2m4"), QStringLiteral("KickPlayer"), {first});
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                const QString log = m_fx.sim().request(
-                    "GET", QString::fromLatin1(ConsoleFixture::ServiceBase)
-                               + QStringLiteral("/zrv/svc/wdr7k2m4/logfile?count=5"), {},
-                    {{"Authorization", "Bearer " + s.login.accessToken.toUtf8()}}).body;
-                return log.contains(QStringLiteral("Player %1 (").arg(first));
-            }(),
-            10000);
-        s.rec.events.clear();
-        s.service->getMeetingsInfo();
-        QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(QStringLiteral("meetingsInfo")), 10000);
-        QCOMPARE(s.rec.meetings.value(QStringLiteral("wdr7k2m4")).getClients().size(),
-                 members.size() - 1);
     }
 
     void logsFromTheSimulator_data()
     {
         QTest::addColumn<QString>("meetingId");
         QTest::addColumn<int>("lines");
-        QTest::addColumn<bool>("failure");
-        QTest::newRow("service log, three lines") << "" << 3 << false;
-        QTest::newRow("meeting log, two lines") << "wdr7k2m4" << 2 << false;
-        QTest::newRow("log of a meeting that does not exist") << "nosuch00" << 2 << true;
+        QTest::newRow("service log, three lines") << "" << 3;
+        QTest::newRow("meeting log, two lines") << "wdr7k2m4" << 2;
     }
 
     void logsFromTheSimulator()
     {
         QFETCH(QString, meetingId);
         QFETCH(int, lines);
-        QFETCH(bool, failure);
         Session s;
         QVERIFY(open(s, QStringLiteral("presenter"), QStringLiteral("presenter123")));
         s.service->getServiceVersionInformation(); // makes the clients, as at start
@@ -262,12 +185,8 @@ private slots:
         const QString kind = meetingId.isEmpty() ? QStringLiteral("serviceLog") : QStringLiteral("mirrorLog");
         QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(kind), 10000);
         const QString text = meetingId.isEmpty() ? s.rec.serviceLog : s.rec.mirrorLog;
-        if (failure) {
-            QCOMPARE(text, QStringLiteral("Error getting logfile."));
-        } else {
-            QVERIFY(!text.isEmpty() && text != QStringLiteral("Error getting logfile."));
-            QVERIFY(text.trimmed().split(QLatin1Char('\n')).size() <= lines);
-        }
+        QVERIFY(!text.isEmpty() && text != QStringLiteral("Error getting logfile."));
+        QVERIFY(text.trimmed().split(QLatin1Char('\n')).size() <= lines);
     }
 
     void temporaryStorageKey_data()
@@ -564,6 +483,7 @@ private slots:
         QCOMPARE(s.rec.tokens.last(), QStringLiteral("tok-2"));
         QCOMPARE(s.login.accessToken, QStringLiteral("tok-2"));
         QCOMPARE(s.login.refreshToken, QStringLiteral("ref-tok-2"));
+        QVERIFY(s.login.tokenExpiry > QDateTime::currentDateTime().addSecs(250));
         const RecordedRequest r = s.auth.lastRequest();
         QCOMPARE(r.method + ' ' + r.target, QByteArray("POST /id/auth/refreshtoken"));
         QCOMPARE(r.body, QByteArray("realm=BVK&token=ref-1"));
@@ -574,6 +494,7 @@ private slots:
         s.thread->getMeetingsInfo();
         QTRY_COMPARE_WITH_TIMEOUT(s.statusCount(), 4, 10000);
         QCOMPARE(s.service.lastRequest().header("Authorization"), QByteArray("Bearer tok-2"));
+        QCOMPARE(s.auth.requestCount(), 1);
     }
 
     void refreshFailureCounting_data()
@@ -637,7 +558,6 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("expected");
         QTest::newRow("empty service log") << "serviceLog" << 200 << QByteArray() << "Empty log file";
-        QTest::newRow("empty meeting log") << "mirrorLog" << 200 << QByteArray() << "Empty log file";
         QTest::newRow("meeting log as it came") << "mirrorLog" << 200 << QByteArray("a\nb") << "a\nb";
         QTest::newRow("failed service log") << "serviceLog" << 500 << QByteArray("x") << "Error getting logfile.";
         QTest::newRow("ban list error without an error object leaves the message empty")
