@@ -28,8 +28,8 @@ namespace {
 
 constexpr int Wait = 30000;
 
-// A dialog's spin box is set to `value` (or left) and the dialog accepted;
-// with value -1 it is rejected. What it offered lands in *offered.
+// A dialog's spin box is set to `value` (left as offered with 0) and the
+// dialog accepted; with -1 it is rejected. What it offered lands in *offered.
 std::function<void(QWidget *)> numberAnswer(int value, int *offered)
 {
     return [value, offered](QWidget *modal) {
@@ -41,7 +41,8 @@ std::function<void(QWidget *)> numberAnswer(int value, int *offered)
             dialog->reject();
             return;
         }
-        spin->setValue(value);
+        if (value > 0)
+            spin->setValue(value);
         dialog->accept();
     };
 }
@@ -62,6 +63,7 @@ private slots:
     void init();
     void storageFileAdded_data();
     void storageFileAdded();
+    void skippedFileFreesItsNumber();
     void componentsTable();
     void customUrl_data();
     void customUrl();
@@ -228,6 +230,38 @@ void TestZRV_ServerApp_Assets::storageFileAdded()
     QCOMPARE(c.assets()->item(row, 1)->text(), file);
 }
 
+void TestZRV_ServerApp_Assets::skippedFileFreesItsNumber()
+{
+    for (const char *name : {"a.png", "b.png", "c.png"})
+        QVERIFY(m_moto.putObject("zarvo", QString("presenter/pictures/") + name, "png"));
+    SignedInConsole c;
+    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
+    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
+    QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
+    QVERIFY2(c.selectS3File("pictures", "a.png"), qPrintable(c.error));
+    c.window->findChild<QTableWidget *>("S3TableWidget")->selectAll();
+
+    ModalAnswerer answerer;
+    int offered[3] = {0, 0, 0};
+    answerer.handle(numberAnswer(0, &offered[0]));
+    answerer.handle(numberAnswer(-1, &offered[1]));
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.handle(numberAnswer(0, &offered[2]));
+    answerer.arm(Wait);
+    c.window->findChild<QPushButton *>("btnAdd")->click();
+    answerer.disarm();
+    QCOMPARE(answerer.seen().size(), 4);
+    QCOMPARE(answerer.seen().at(2).title, QString("Item skipped"));
+    QCOMPARE(answerer.seen().at(2).text, QString("b.png not added"));
+    // The number the skipped file was offered goes to the next one.
+    QCOMPARE(QList<int>({offered[0], offered[1], offered[2]}), QList<int>({2, 3, 3}));
+    QTRY_VERIFY_WITH_TIMEOUT(!SignedInConsole::assetNamed(c.liveRecord("prl5t8c6"), "c.png").isEmpty(), Wait);
+    const QJsonObject record = c.liveRecord("prl5t8c6");
+    QCOMPARE(SignedInConsole::assetNamed(record, "a.png").value("Id").toInt(), 22002);
+    QCOMPARE(SignedInConsole::assetNamed(record, "c.png").value("Id").toInt(), 22003);
+    QVERIFY(SignedInConsole::assetNamed(record, "b.png").isEmpty());
+}
+
 void TestZRV_ServerApp_Assets::componentsTable()
 {
     SignedInConsole c;
@@ -314,8 +348,19 @@ void TestZRV_ServerApp_Assets::customUrl()
     QTEST(offered, "offered");
 
     if (stored.isEmpty()) {
-        // Nothing was sent: a poll's record still holds the same assets.
-        QCOMPARE(c.liveRecord("prl5t8c6").value("assets").toArray().size(), before);
+        // A placeholder added after it through the same window comes in alone.
+        ModalAnswerer marker;
+        marker.handle([](QWidget *modal) {
+            modal->findChild<QSpinBox *>("spnId")->setValue(50);
+            modal->findChild<QLineEdit *>("leURL")->setText("https://example.org/marker");
+            QTest::mouseClick(modal->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok),
+                              Qt::LeftButton);
+        });
+        marker.arm(Wait);
+        c.window->findChild<QPushButton *>("btnCustomURL")->click();
+        marker.disarm();
+        QTRY_VERIFY_WITH_TIMEOUT(!c.assets()->findItems("URL#50", Qt::MatchExactly).isEmpty(), Wait);
+        QCOMPARE(c.liveRecord("prl5t8c6").value("assets").toArray().size(), before + 1);
         return;
     }
     const int id = 22000 + offered;
