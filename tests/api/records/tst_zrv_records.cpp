@@ -221,15 +221,11 @@ void tst_ZrvRecords::isValid_data()
     QTest::addColumn<QString>("input");
     QTest::addColumn<bool>("valid");
 
-    QTest::newRow("token complete") << "ZRVAuth" << R"({"access_token":"a","expires_in":300,
-        "refresh_expires_in":1800,"refresh_token":"r","token_type":"Bearer","not-before-policy":0,
-        "session_state":"s","scope":"email"})" << true;
-    QTest::newRow("token without scope") << "ZRVAuth" << R"({"access_token":"a","expires_in":300,
-        "refresh_expires_in":1800,"refresh_token":"r","token_type":"Bearer","not-before-policy":0,
-        "session_state":"s"})" << false;
-    QTest::newRow("token with null scope") << "ZRVAuth" << R"({"access_token":"a","expires_in":300,
-        "refresh_expires_in":1800,"refresh_token":"r","token_type":"Bearer","not-before-policy":0,
-        "session_state":"s","scope":null})" << false;
+    const QString token = R"({"access_token":"a","expires_in":300,"refresh_expires_in":1800,"refresh_token":"r",)"
+                          R"("token_type":"Bearer","not-before-policy":0,"session_state":"s")";
+    QTest::newRow("token complete") << "ZRVAuth" << token + R"(,"scope":"email"})" << true;
+    QTest::newRow("token without scope") << "ZRVAuth" << token + "}" << false;
+    QTest::newRow("token with null scope") << "ZRVAuth" << token + R"(,"scope":null})" << false;
     QTest::newRow("token times as text still valid") << "ZRVAuth" << R"({"access_token":"a",
         "expires_in":"300","refresh_expires_in":"x","refresh_token":"r","token_type":"Bearer",
         "not-before-policy":"0","session_state":"s","scope":""})" << true;
@@ -246,12 +242,10 @@ void tst_ZrvRecords::isValid()
     QFETCH(QString, record);
     QFETCH(QString, input);
     QFETCH(bool, valid);
-    if (record == "ZRVAuth")
-        QCOMPARE(Auth::ZRVAuth(input).isValid(), valid);
-    else if (record == "ZRVError")
-        QCOMPARE(Auth::ZRVError(input).isValid(), valid);
-    else
-        QCOMPARE(Auth::ZRVUser(input).isValid(), valid);
+    QCOMPARE(record == "ZRVAuth"    ? Auth::ZRVAuth(input).isValid()
+             : record == "ZRVError" ? Auth::ZRVError(input).isValid()
+                                    : Auth::ZRVUser(input).isValid(),
+             valid);
 }
 
 void tst_ZrvRecords::setterAndCopy()
