@@ -19,8 +19,22 @@ out=$top/docs/screenshots
 user=${ZRV_SHOT_USER:-presenter}
 # Reaches xdotool through a pipe from printf, a builtin: never on a command line.
 password=${ZRV_SHOT_PASSWORD:-presenter123}
-pictures=(login main-window meeting-editor)
+pictures=(login main-window meeting-editor meeting-create storage-assets asset-bundles
+  export service-log banlist)
+# Buttons only an administrator has; their pictures are taken in a second
+# session signed in as admin.
+admin_pictures=" export service-log banlist "
 [ $# -eq 0 ] || pictures=("$@")
+if [ -z "${ZRV_SHOT_SESSION:-}" ]; then
+  own=() admin=()
+  for p in "${pictures[@]}"; do
+    case $admin_pictures in *" $p "*) admin+=("$p") ;; *) own+=("$p") ;; esac
+  done
+  if [ ${#admin[@]} -gt 0 ]; then
+    [ ${#own[@]} -eq 0 ] || ZRV_SHOT_SESSION=1 bash "$0" "${own[@]}"
+    ZRV_SHOT_SESSION=1 ZRV_SHOT_USER=admin ZRV_SHOT_PASSWORD=admin123 exec bash "$0" "${admin[@]}"
+  fi
+fi
 
 # --- the pictures -------------------------------------------------------------
 
@@ -52,7 +66,110 @@ shot_meeting-editor() {
   xdotool windowfocus --sync "$editor" key Escape
 }
 
+shot_meeting-create() {
+  local main editor
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  xdotool windowfocus --sync "$main" key alt+c
+  editor=$(wait_window '^Create a new Meeting$')
+  xdotool windowfocus --sync "$editor" type --delay 15 "Quarterly Review"
+  take meeting-create "$editor"
+  xdotool windowfocus --sync "$editor" key Escape
+}
+
+shot_storage-assets() {
+  local main
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  # The running meeting for its components, the models folder, its second file.
+  click_in "$main" 300 164
+  click_in "$main" 90 512
+  wait_for 20 window_settled "$main" || true
+  click_in "$main" 300 476
+  wait_for 10 window_settled "$main" || true
+  take storage-assets "$main"
+}
+
+shot_asset-bundles() {
+  local main
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  click_in "$main" 300 164
+  click_in "$main" 106 379
+  wait_for 20 window_settled "$main" || true
+  # The presenter's own bundle, ready for Add.
+  click_in "$main" 100 479
+  wait_for 10 window_settled "$main" || true
+  take asset-bundles "$main"
+}
+
+# Administrator pictures: the meetings list holds every meeting, so the
+# buttons sit elsewhere than in the presenter's window.
+shot_export() {
+  local main dialog
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  wait_for 20 window_settled "$main" || true
+  click_in "$main" 300 164
+  wait_for 10 window_settled "$main" || true
+  click_button "$main" Export 450
+  dialog=$(wait_window '^Export Meeting')
+  take export "$dialog"
+  xdotool windowfocus --sync "$dialog" key Escape
+}
+
+shot_service-log() {
+  local main viewer
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  click_button "$main" "Service Log"
+  viewer=$(wait_window '^Service Logfile$')
+  wait_for 20 window_settled "$viewer" || true
+  take service-log "$viewer"
+  xdotool windowfocus --sync "$viewer" key Escape
+}
+
+shot_banlist() {
+  local main dialog
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  click_button "$main" Banlist
+  dialog=$(wait_window '^Banlist$')
+  wait_for 20 window_settled "$dialog" || true
+  take banlist "$dialog"
+  xdotool windowfocus --sync "$dialog" key Escape
+}
+
 # --- helpers ------------------------------------------------------------------
+
+# Clicks the button captioned $2 (right of x = $3, if given): its place comes
+# from the window's picture, read by tesseract at twice the size, since it
+# moves with the buttons a role shows.
+click_button() {
+  local xy
+  import -window "$1" "$work/ocr.png" 2> /dev/null
+  convert "$work/ocr.png" -resize 200% "$work/ocr2.png"
+  xy=$(tesseract "$work/ocr2.png" - tsv 2> /dev/null | awk -F'\t' -v want="$2" -v minx="${3:-0}" '
+    BEGIN { n = split(want, w, " ") }
+    NR > 1 && $12 != "" && $7 >= 2 * minx {
+      words[++k] = $12; left[k] = $7; top[k] = $8; width[k] = $9; height[k] = $10
+    }
+    END {
+      for (i = 1; i + n - 1 <= k; i++) {
+        ok = 1
+        for (j = 1; j <= n; j++) if (words[i + j - 1] != w[j]) ok = 0
+        if (ok) {
+          last = i + n - 1
+          printf "%d %d\n", (left[i] + left[last] + width[last]) / 4, (top[i] + height[i] / 2) / 2
+          exit
+        }
+      }
+    }')
+  [ -n "$xy" ] || fail "no button '$2' in the window"
+  # shellcheck disable=SC2086  # two numbers
+  click_in "$1" $xy
+}
+
 
 # Waits up to $1 seconds for the command after it to succeed.
 wait_for() {
