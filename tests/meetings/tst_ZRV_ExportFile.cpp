@@ -27,7 +27,7 @@ private slots:
 
 namespace {
 
-ZRVMeetingInfo record(const char *json)
+ZRVMeetingInfo record(const QByteArray &json)
 {
     ZRVMeetingInfo info;
     info.fromJson(QString::fromUtf8(json));
@@ -44,58 +44,41 @@ Parts parts(bool assets, bool urls, bool bundles, bool points)
     return p;
 }
 
-// One asset with everything the service keeps, a placeholder, the border id
-// 22000, one above the placeholder range, a bundle and a spawn point.
+// What the service keeps of an asset beyond the file's keys, a placeholder
+// with placement, the border id 22000 and one above the placeholder range.
+// Bundles and spawn points are pinned against the simulator's records in the
+// window's test.
 const char *Meeting = R"({"meetingId":"m1","assets":[
  {"Id":3,"MeetingId":"m1","Name":"hall.fbx","Mode":2,"StgHost":"https://s3.example","StgBucket":"b",
   "StgRelPath":"u/hall.fbx","StgSize":77,"StgPreSgnPath":"https://s3.example/b/u/hall.fbx?sig","StgChecksum":"abc",
-  "StgCredentials":{"AccessKey":"AK","SecretKey":"SK"},
-  "Position":{"x":1.5,"y":0,"z":-2},"Rotation":{"x":0,"y":90,"z":0},"Scale":{"x":1,"y":1,"z":1}},
+  "StgCredentials":{"AccessKey":"AK","SecretKey":"SK"},"Scale":{"x":2,"y":2,"z":2}},
  {"Id":22001,"MeetingId":"m1","Name":"Agenda","Mode":3,"StgRelPath":"https://a.example/x","StgSize":0,
-  "StgPreSgnPath":"https://a.example/x","Position":{"x":0,"y":0,"z":0}},
+  "StgPreSgnPath":"https://a.example/x","Position":{"x":0,"y":1,"z":0}},
  {"Id":22000,"Name":"Edge","Mode":1,"StgRelPath":"u/edge.png"},
  {"Id":23005,"Name":"Far","Mode":3,"StgRelPath":"https://far.example"}],
- "assetBundles":[{"Id":"ab-7","UserId":"u1","UserName":"presenter","Name":"Stage","Mode":1,
-  "StgRelPath":"u/__ASSETBUNDLES/Stage","StgSize":[1,2],"StgPreSgnPath":["p1","p2"],"StgChecksums":["c1","c2"]}],
- "spawnPoints":[{"Id":0,"PlayerId":4,"MeetingId":"m1","Name":"Start","Position":{"x":0,"y":0,"z":0},
-  "Rotation":{"x":0,"y":180,"z":0}}]})";
+ "assetBundles":[{"Id":"ab-7","UserId":"u1","Name":"Stage","Mode":1,"StgRelPath":"u/__ASSETBUNDLES/Stage"}],
+ "spawnPoints":[{"Id":0,"Name":"Start"}]})";
 
 } // namespace
 
 
 void TestZRV_ExportFile::document_data()
 {
+    QTest::addColumn<QByteArray>("record");
     QTest::addColumn<Parts>("parts");
     QTest::addColumn<QByteArray>("expected");
 
-    QTest::newRow("every box: reduced records, sorted keys, 22000 an asset, above 23000 a placeholder")
-        << parts(true, true, true, true) << QByteArray(R"({
-    "assetbundles": [
-        {
-            "Id": "ab-7",
-            "Mode": 1,
-            "Name": "Stage"
-        }
-    ],
+    QTest::newRow("no storage address or credential, 22000 an asset, above 23000 a placeholder")
+        << QByteArray(Meeting) << parts(true, true, false, false) << QByteArray(R"({
     "assets": [
         {
             "Id": 3,
             "Mode": 2,
             "Name": "hall.fbx",
-            "Position": {
-                "x": 1.5,
-                "y": 0,
-                "z": -2
-            },
-            "Rotation": {
-                "x": 0,
-                "y": 90,
-                "z": 0
-            },
             "Scale": {
-                "x": 1,
-                "y": 1,
-                "z": 1
+                "x": 2,
+                "y": 2,
+                "z": 2
             },
             "StgRelPath": "u/hall.fbx"
         },
@@ -104,24 +87,6 @@ void TestZRV_ExportFile::document_data()
             "Mode": 1,
             "Name": "Edge",
             "StgRelPath": "u/edge.png"
-        }
-    ],
-    "spawnpoints": [
-        {
-            "Id": 0,
-            "MeetingId": "m1",
-            "Name": "Start",
-            "PlayerId": 4,
-            "Position": {
-                "x": 0,
-                "y": 0,
-                "z": 0
-            },
-            "Rotation": {
-                "x": 0,
-                "y": 180,
-                "z": 0
-            }
         }
     ],
     "urls": [
@@ -141,26 +106,16 @@ void TestZRV_ExportFile::document_data()
 }
 )");
     QTest::newRow("placeholders unticked travel as assets with their placement")
-        << parts(true, false, false, false) << QByteArray(R"({
+        << QByteArray(Meeting) << parts(true, false, false, false) << QByteArray(R"({
     "assets": [
         {
             "Id": 3,
             "Mode": 2,
             "Name": "hall.fbx",
-            "Position": {
-                "x": 1.5,
-                "y": 0,
-                "z": -2
-            },
-            "Rotation": {
-                "x": 0,
-                "y": 90,
-                "z": 0
-            },
             "Scale": {
-                "x": 1,
-                "y": 1,
-                "z": 1
+                "x": 2,
+                "y": 2,
+                "z": 2
             },
             "StgRelPath": "u/hall.fbx"
         },
@@ -170,7 +125,7 @@ void TestZRV_ExportFile::document_data()
             "Name": "Agenda",
             "Position": {
                 "x": 0,
-                "y": 0,
+                "y": 1,
                 "z": 0
             },
             "StgRelPath": "https://a.example/x"
@@ -190,14 +145,35 @@ void TestZRV_ExportFile::document_data()
     ]
 }
 )");
-    QTest::newRow("no box: an empty root") << parts(false, false, false, false) << QByteArray("{\n}\n");
+    QTest::newRow("bundle reduced, spawn point whole")
+        << QByteArray(Meeting) << parts(false, false, true, true) << QByteArray(R"({
+    "assetbundles": [
+        {
+            "Id": "ab-7",
+            "Mode": 1,
+            "Name": "Stage"
+        }
+    ],
+    "spawnpoints": [
+        {
+            "Id": 0,
+            "Name": "Start"
+        }
+    ]
+}
+)");
+    QTest::newRow("ticked boxes give arrays also when empty")
+        << QByteArray(R"({"meetingId":"m2"})") << parts(false, true, true, false)
+        << QByteArray("{\n    \"assetbundles\": [\n    ],\n    \"urls\": [\n    ]\n}\n");
+    QTest::newRow("no box: an empty root") << QByteArray(Meeting) << parts(false, false, false, false) << QByteArray("{\n}\n");
 }
 
 void TestZRV_ExportFile::document()
 {
+    QFETCH(QByteArray, record);
     QFETCH(Parts, parts);
     QFETCH(QByteArray, expected);
-    QCOMPARE(ZRV_ExportFile::document(record(Meeting), parts), expected);
+    QCOMPARE(ZRV_ExportFile::document(::record(record), parts), expected);
 }
 
 void TestZRV_ExportFile::read_data()
