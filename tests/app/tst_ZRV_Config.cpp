@@ -119,9 +119,6 @@ private slots:
                                      + QCoreApplication::applicationName() + QStringLiteral(".ini"));
         QVERIFY(config.serviceHost.isEmpty());
         QVERIFY(config.authServiceHost.isEmpty());
-        QCOMPARE(config.inactivityTime, 180);
-        QVERIFY(config.auth);
-        QVERIFY(config.restoreWindow);
     }
 
     void srvCategoryLogsTheGroups()
