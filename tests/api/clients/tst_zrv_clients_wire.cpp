@@ -31,26 +31,20 @@ struct Clients {
     {
         auth.addHeaders("Content-Type", kForm);
         auth.addHeaders("Authorization", "Bearer tok");
-        meeting.addHeaders("Content-Type", kJson);
-        meeting.addHeaders("accept", kJson);
-        meeting.addHeaders("Authorization", "Bearer tok");
-        service.addHeaders("Content-Type", kJson);
-        service.addHeaders("accept", kJson);
-        service.addHeaders("Authorization", "Bearer tok");
-        bundle.addHeaders("Content-Type", kJson);
-        bundle.addHeaders("accept", kJson);
-        bundle.addHeaders("Authorization", "Bearer tok");
+        auto asJson = [](auto &api) {
+            api.addHeaders("Content-Type", kJson);
+            api.addHeaders("accept", kJson);
+            api.addHeaders("Authorization", "Bearer tok");
+        };
+        asJson(meeting);
+        asJson(service);
+        asJson(bundle);
     }
 
     QObject *byName(const QString &name)
     {
-        if (name == "auth")
-            return &auth;
-        if (name == "meeting")
-            return &meeting;
-        if (name == "service")
-            return &service;
-        return &bundle;
+        const QHash<QString, QObject *> all{{"auth", &auth}, {"meeting", &meeting}, {"service", &service}};
+        return all.value(name, &bundle);
     }
 
     Auth::ZRVAuthApi auth;
