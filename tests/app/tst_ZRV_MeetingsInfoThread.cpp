@@ -160,35 +160,6 @@ private slots:
         QVERIFY(point.getPosition().is_x_Set() && point.getRotation().is_y_Set());
     }
 
-    void logsFromTheSimulator_data()
-    {
-        QTest::addColumn<QString>("meetingId");
-        QTest::addColumn<int>("lines");
-        QTest::newRow("service log, three lines") << "" << 3;
-        QTest::newRow("meeting log, two lines") << "wdr7k2m4" << 2;
-    }
-
-    void logsFromTheSimulator()
-    {
-        QFETCH(QString, meetingId);
-        QFETCH(int, lines);
-        Session s;
-        QVERIFY(open(s, QStringLiteral("presenter"), QStringLiteral("presenter123")));
-        s.service->getServiceVersionInformation(); // makes the clients, as at start
-        QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(QStringLiteral("versions")), 10000);
-        QCOMPARE(s.rec.versions.getConsole().getVersion(), (QList<int>{1, 0, 0}));
-
-        if (meetingId.isEmpty())
-            s.service->getServiceLog(lines);
-        else
-            s.service->getMirrorLog(meetingId, lines);
-        const QString kind = meetingId.isEmpty() ? QStringLiteral("serviceLog") : QStringLiteral("mirrorLog");
-        QTRY_VERIFY_WITH_TIMEOUT(s.rec.events.contains(kind), 10000);
-        const QString text = meetingId.isEmpty() ? s.rec.serviceLog : s.rec.mirrorLog;
-        QVERIFY(!text.isEmpty() && text != QStringLiteral("Error getting logfile."));
-        QVERIFY(text.trimmed().split(QLatin1Char('\n')).size() <= lines);
-    }
-
     // Each failure of the ban list and the bundles: its box, and where its signal stands.
     void banlistAndBundleFailures_data()
     {
