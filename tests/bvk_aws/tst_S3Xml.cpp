@@ -54,18 +54,13 @@ void TestS3Xml::listPage_data()
         << true << QStringList{"100%+done"} << QList<qint64>{1} << QStringList{"\"e\""} << QString();
     QTest::newRow("empty bucket") << head + "<IsTruncated>false</IsTruncated></ListBucketResult>" << true
                                   << QStringList() << QList<qint64>() << QStringList() << QString();
-    QTest::newRow("truncated without a token is refused")
-        << head + "<IsTruncated>true</IsTruncated></ListBucketResult>" << false << QStringList() << QList<qint64>()
-        << QStringList() << QString();
-    QTest::newRow("cut-off body is refused")
-        << head + "<IsTruncated>false</IsTruncated><Contents><Key>a</Ke" << false << QStringList()
-        << QList<qint64>() << QStringList() << QString();
-    QTest::newRow("an error document is no listing")
-        << QByteArray("<Error><Code>NoSuchBucket</Code></Error>") << false << QStringList() << QList<qint64>()
-        << QStringList() << QString();
-    QTest::newRow("HTML from a proxy is no listing")
-        << QByteArray("<html><body>Bad gateway</body></html>") << false << QStringList() << QList<qint64>()
-        << QStringList() << QString();
+    const auto refused = [](const char *name, const QByteArray &body) {
+        QTest::newRow(name) << body << false << QStringList() << QList<qint64>() << QStringList() << QString();
+    };
+    refused("truncated without a token is refused", head + "<IsTruncated>true</IsTruncated></ListBucketResult>");
+    refused("cut-off body is refused", head + "<IsTruncated>false</IsTruncated><Contents><Key>a</Ke");
+    refused("an error document is no listing", "<Error><Code>NoSuchBucket</Code></Error>");
+    refused("HTML from a proxy is no listing", "<html><body>Bad gateway</body></html>");
 }
 
 void TestS3Xml::listPage()
