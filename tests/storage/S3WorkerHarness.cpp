@@ -6,11 +6,24 @@
 #include <memory>
 
 namespace {
-QVariantList failure(const QAWSException &ex)
+// Each answer's arguments as variants; a failure's exception as its code, name and message.
+QVariantList pack() { return {}; }
+template <typename... R> QVariantList pack(const QAWSException &ex, const R &...rest);
+template <typename T, typename... R> QVariantList pack(const T &v, const R &...rest)
 {
-    return {ex.code, ex.name, ex.message};
+    return QVariantList{QVariant::fromValue(v)} + pack(rest...);
+}
+template <typename... R> QVariantList pack(const QAWSException &ex, const R &...rest)
+{
+    return QVariantList{ex.code, ex.name, ex.message} + pack(rest...);
 }
 } // namespace
+
+template <typename... A> void S3WorkerHarness::relay(void (ZRV_S3Worker::*signal)(A...), const char *name)
+{
+    // The context object lives on this thread, so every answer is queued.
+    connect(m_worker, signal, this, [this, name](A... args) { emit seen(QString::fromLatin1(name), pack(args...)); });
+}
 
 S3WorkerHarness::S3WorkerHarness()
     : m_worker(new ZRV_S3Worker)
@@ -32,40 +45,21 @@ S3WorkerHarness::S3WorkerHarness()
     connect(this, &S3WorkerHarness::doDelete, w, &ZRV_S3Worker::doDelete, q);
     connect(this, &S3WorkerHarness::doGetFileSize, w, &ZRV_S3Worker::doGetFileSize, q);
 
-    // The context object lives on this thread, so every answer is queued.
-    connect(w, &ZRV_S3Worker::listFinished, this,
-            [this](QStringList l) { emit seen("listFinished", {l}); });
-    connect(w, &ZRV_S3Worker::listFailed, this,
-            [this](QAWSException ex) { emit seen("listFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::listSizesFinished, this, [this](QStringList s, QStringList i, QStringList e) {
-        emit seen("listSizesFinished", {s, i, e});
-    });
-    connect(w, &ZRV_S3Worker::listSizesFailed, this,
-            [this](QAWSException ex) { emit seen("listSizesFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::downloadFinished, this, [this]() { emit seen("downloadFinished", {}); });
-    connect(w, &ZRV_S3Worker::downloadFailed, this,
-            [this](QAWSException ex) { emit seen("downloadFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::transferProgress, this,
-            [this](int mode, QString bucket, QString object, qlonglong size, qlonglong progress, int bps) {
-                emit seen("transferProgress", {mode, bucket, object, size, progress, bps});
-            });
-    connect(w, &ZRV_S3Worker::uploadFinished, this, [this](QString key, qlonglong size, QString etag) {
-        emit seen("uploadFinished", {key, size, etag});
-    });
-    connect(w, &ZRV_S3Worker::uploadFailed, this,
-            [this](QAWSException ex) { emit seen("uploadFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::deleteFinished, this, [this]() { emit seen("deleteFinished", {}); });
-    connect(w, &ZRV_S3Worker::deleteFailed, this,
-            [this](QAWSException ex) { emit seen("deleteFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::setupFinished, this, [this]() { emit seen("setupFinished", {}); });
-    connect(w, &ZRV_S3Worker::setupFailed, this,
-            [this](QAWSException ex) { emit seen("setupFailed", failure(ex)); });
-    connect(w, &ZRV_S3Worker::fileSizeFinished, this, [this](QString bucket, QString key, qlonglong size) {
-        emit seen("fileSizeFinished", {bucket, key, size});
-    });
-    connect(w, &ZRV_S3Worker::fileSizeFailed, this, [this](QString bucket, QString key, QAWSException ex) {
-        emit seen("fileSizeFailed", QVariantList{bucket, key} + failure(ex));
-    });
+    relay(&ZRV_S3Worker::listFinished, "listFinished");
+    relay(&ZRV_S3Worker::listFailed, "listFailed");
+    relay(&ZRV_S3Worker::listSizesFinished, "listSizesFinished");
+    relay(&ZRV_S3Worker::listSizesFailed, "listSizesFailed");
+    relay(&ZRV_S3Worker::downloadFinished, "downloadFinished");
+    relay(&ZRV_S3Worker::downloadFailed, "downloadFailed");
+    relay(&ZRV_S3Worker::transferProgress, "transferProgress");
+    relay(&ZRV_S3Worker::uploadFinished, "uploadFinished");
+    relay(&ZRV_S3Worker::uploadFailed, "uploadFailed");
+    relay(&ZRV_S3Worker::deleteFinished, "deleteFinished");
+    relay(&ZRV_S3Worker::deleteFailed, "deleteFailed");
+    relay(&ZRV_S3Worker::setupFinished, "setupFinished");
+    relay(&ZRV_S3Worker::setupFailed, "setupFailed");
+    relay(&ZRV_S3Worker::fileSizeFinished, "fileSizeFinished");
+    relay(&ZRV_S3Worker::fileSizeFailed, "fileSizeFailed");
 
     m_thread.start(QThread::InheritPriority);
 }

@@ -53,6 +53,8 @@ signals:
     void doGetFileSize(QString bucket, QString key);
 
 private:
+    template <typename... A> void relay(void (ZRV_S3Worker::*signal)(A...), const char *name);
+
     QThread m_thread;
     ZRV_S3Worker *m_worker;
     int m_drained = 0;
