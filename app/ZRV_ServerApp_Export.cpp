@@ -47,11 +47,6 @@ void ZRV_ServerApp::on_btnImport_clicked()
     for (const ZRVAsset &asset : import.posts)
         m_serviceApi->assetAdd(meetingId, asset);
 
-    if (ZRV_ExportFile::apply(import, &m_meetingInfo)) {
-        // The posts above own the assets: a record sent with the assets it
-        // had before would undo them wherever it lands after them.
-        ZRVMeetingInfo config = m_meetingInfo;
-        config.setAssets({});
-        onMeetingConfigChanged(config);
-    }
+    if (ZRV_ExportFile::apply(import, &m_meetingInfo))
+        onMeetingConfigChanged(m_meetingInfo);
 }

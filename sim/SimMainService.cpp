@@ -52,6 +52,26 @@ QJsonArray mergedClients(const QJsonArray &current, const QJsonArray &sent)
     return out;
 }
 
+// Assets come and go through their own routes; the live record only changes
+// the placement and properties of the ones a meeting already has, so a record
+// sent with an older asset list neither drops new assets nor revives old ones.
+QJsonArray mergedAssets(const QJsonArray &current, const QJsonArray &sent)
+{
+    QJsonArray out;
+    for (const QJsonValue &c : current) {
+        QJsonObject asset = c.toObject();
+        for (const QJsonValue &s : sent) {
+            const QJsonObject changed = s.toObject();
+            if (changed.value(QStringLiteral("Id")).toInt(-1) != asset.value(QStringLiteral("Id")).toInt())
+                continue;
+            for (auto it = changed.begin(); it != changed.end(); ++it)
+                asset.insert(it.key(), it.value());
+        }
+        out << asset;
+    }
+    return out;
+}
+
 } // namespace
 
 QString SimMainService::source()
@@ -188,11 +208,14 @@ void SimMainService::infoUpdate(const httplib::Request &req, httplib::Response &
         return;
     const QJsonObject meeting = s.meetings.value(key);
     QJsonObject &info = s.liveFor(meeting);
-    for (const char *key : {"voiceMode", "voiceMode3D", "chatMode", "assets", "assetBundles", "spawnPoints"}) {
+    for (const char *key : {"voiceMode", "voiceMode3D", "chatMode", "assetBundles", "spawnPoints"}) {
         const QString k = QLatin1String(key);
         if (body.contains(k))
             info.insert(k, body.value(k));
     }
+    if (body.contains(QStringLiteral("assets")))
+        info.insert(QStringLiteral("assets"), mergedAssets(info.value(QStringLiteral("assets")).toArray(),
+                                                           body.value(QStringLiteral("assets")).toArray()));
     if (body.contains(QStringLiteral("clients")))
         info.insert(QStringLiteral("clients"), mergedClients(info.value(QStringLiteral("clients")).toArray(),
                                                              body.value(QStringLiteral("clients")).toArray()));
