@@ -1,6 +1,6 @@
 // Storage pages benchmark: how long the S3 page's work holds the interface.
 //
-//   zrv-storage-pages-bench [--no-store]
+//   zrv-storage-pages-bench [--no-store] [--transfer-mib N]
 //
 // 1. The tree from a listing of 100,000 keys, nested (1,000 folders of 100
 //    files) and flat (one folder), built and put into a tree widget. Beside it
@@ -11,12 +11,23 @@
 //    table on each update.
 // 3. A refresh of a folder of 5,000 objects on moto_server: the time from the
 //    button to the filled tree, and the requests it makes, counted on the way.
+// 4. An upload and a download of N MiB (1024 by default, 0 skips it) through
+//    the page's queue on the same moto_server, beside rclone (the storage
+//    benchmark's first peer) moving the same file in the same run.
 // Figures are the best and the median of several rounds, in milliseconds.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QFile>
+#include <QMessageBox>
+#include <QTimer>
+#include <QFileInfo>
+#include <QProcess>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTableWidget>
+#include <QTemporaryDir>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTreeWidget>
@@ -26,6 +37,7 @@
 #include <functional>
 
 #include "MotoServer.h"
+#include "ZRV_FileChooser.h"
 #include "ZRV_LoginData.h"
 #include "ZRV_QueueTableWidget.h"
 #include "ZRV_S3.h"
@@ -228,14 +240,128 @@ int refreshBench()
     return 0;
 }
 
+double rcloneSeconds(const QString &endpoint, const QStringList &args)
+{
+    QProcess rclone;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove("AWS_CA_BUNDLE");
+    env.insert("RCLONE_CONFIG_BENCH_TYPE", "s3");
+    env.insert("RCLONE_CONFIG_BENCH_PROVIDER", "Other");
+    env.insert("RCLONE_CONFIG_BENCH_ENDPOINT", endpoint);
+    env.insert("RCLONE_CONFIG_BENCH_ACCESS_KEY_ID", "test");
+    env.insert("RCLONE_CONFIG_BENCH_SECRET_ACCESS_KEY", "test");
+    env.insert("RCLONE_CONFIG_BENCH_REGION", "us-east-1");
+    rclone.setProcessEnvironment(env);
+    QElapsedTimer t;
+    t.start();
+    rclone.start("rclone", QStringList{"--config", "/dev/null"} + args);
+    if (!rclone.waitForFinished(-1) || rclone.exitCode() != 0)
+        return -1;
+    return t.elapsed() / 1000.0;
+}
+
+int transferBench(int mib)
+{
+    MotoServer moto;
+    QString error;
+    if (!moto.start(&error)) {
+        std::printf("transfer: no store (%s)\n", qPrintable(error));
+        return 1;
+    }
+    moto.createBucket("zarvo");
+    QTemporaryDir dir;
+    const QString source = dir.filePath("big.bin");
+    {
+        QFile random("/dev/urandom");
+        QFile out(source);
+        if (!random.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly))
+            return 1;
+        const QByteArray block = random.read(1024 * 1024);
+        for (int i = 0; i < mib; ++i)
+            out.write(block.left(1024 * 1024 - 1) + char(i));
+    }
+    const double mb = mib * 1048576.0 / 1e6;
+
+    ZRV_LoginData login;
+    login.roles = QStringList{"ZRV_Presenter"};
+    login.storageMode = 1;
+    login.storageUser = "zarvo";
+    login.storagePass = "zarvo-secret";
+    login.storageAddress = moto.endpoint();
+    login.storageBucket = "zarvo";
+    login.storageFolder = "presenter";
+    ZRV_S3 page;
+    page.setLoginData(&login);
+    page.show();
+    auto *button = page.findChild<QPushButton *>("btnS3Refresh");
+    auto *tree = page.findChild<QTreeWidget *>("S3TreeWidget");
+    page.on_btnS3Refresh_clicked();
+    while (!button->isEnabled())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    tree->setCurrentItem(tree->topLevelItem(0));
+
+    // A failure box would wait for a hand that never comes: tell it and close it.
+    bool failed = false;
+    QTimer boxes;
+    QObject::connect(&boxes, &QTimer::timeout, [&failed] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            std::printf("transfer: box \"%s\": %s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
+            failed = true;
+            box->reject();
+        }
+    });
+    boxes.start(200);
+    QSignalSpy uploaded(&page, &ZRV_S3::uploadsFinished);
+    QElapsedTimer t;
+    t.start();
+    page.uploadFiles({source});
+    while (uploaded.isEmpty() && !failed)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    if (failed)
+        return 1;
+    const double up = t.elapsed() / 1000.0;
+
+    auto *table = page.findChild<QTableWidget *>("S3TableWidget");
+    table->selectRow(0);
+    page.setDeleteEnabled(true);
+    ZRV_FileChooser::setNextAnswer(dir.filePath("back.bin"));
+    t.restart();
+    page.findChild<QPushButton *>("btnS3Download")->click();
+    while ((page.currentEntry().state != 4 || QFileInfo(dir.filePath("back.bin")).size() < mib * 1048576LL) &&
+           !failed)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    if (failed)
+        return 1;
+    const double down = t.elapsed() / 1000.0;
+
+    const double rcloneUp = rcloneSeconds(moto.endpoint(), {"copyto", "--ignore-times", "--s3-no-head", source,
+                                                           "bench:zarvo/rclone.bin"});
+    const double rcloneDown =
+        rcloneSeconds(moto.endpoint(), {"copyto", "--ignore-times", "bench:zarvo/rclone.bin", dir.filePath("rclone.out")});
+    std::printf("transfer of %d MiB through the page: upload %.1f s (%.0f MB/s), download %.1f s (%.0f MB/s)\n", mib,
+                up, mb / up, down, mb / down);
+    if (rcloneUp > 0 && rcloneDown > 0)
+        std::printf("peer rclone on the same store:          upload %.1f s (%.0f MB/s), download %.1f s (%.0f MB/s)\n",
+                    rcloneUp, mb / rcloneUp, rcloneDown, mb / rcloneDown);
+    else
+        std::printf("peer rclone: not run (missing or failed)\n");
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const int at = args.indexOf("--transfer-mib");
+    const int mib = at >= 0 ? args.value(at + 1).toInt() : 1024;
     treeBench();
     queueBench();
-    if (!app.arguments().contains("--no-store"))
-        return refreshBench();
-    return 0;
+    if (args.contains("--no-store"))
+        return 0;
+    int result = refreshBench();
+    if (mib > 0)
+        result |= transferBench(mib);
+    return result;
 }
