@@ -18,6 +18,7 @@
 #include <QIcon>
 #include <QInputDialog>
 #include <QJsonObject>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QSet>
 #include <QTableWidget>
@@ -67,6 +68,22 @@ const QIcon &modeIcon(int mode)
     static const QIcon none;
     const auto it = icons.constFind(mode);
     return it == icons.constEnd() ? none : *it;
+}
+
+// The S3 page's icon for a file name, read once per ending: each new icon
+// unpacks its picture from the resources again.
+QIcon fileTypeIcon(const QString &name)
+{
+    static QHash<QString, QIcon> icons;
+    const int dot = name.lastIndexOf(QLatin1Char('.'));
+    const QString ending = dot < 0 ? QString() : name.mid(dot).toLower();
+    auto it = icons.find(ending);
+    if (it == icons.end()) {
+        QTableWidgetItem probe;
+        ZRV_S3::SetIconFromFilename(&probe, QStringLiteral("x") + ending);
+        it = icons.insert(ending, probe.icon());
+    }
+    return *it;
 }
 
 QString fileNameOf(const QString &path)
@@ -140,12 +157,14 @@ void showRow(QTableWidget *table, int row, const AssetRow &content)
         if (content.mode != 3)
             items[3]->setIcon(modeIcon(content.mode));
     } else {
-        ZRV_S3::SetIconFromFilename(items[1], content.text[1]);
+        items[1]->setIcon(fileTypeIcon(content.text[1]));
         items[3]->setIcon(modeIcon(content.mode));
     }
     for (int c = 0; c < 4; ++c)
         table->setItem(row, c, items[c]);
-    table->setRowHeight(row, RowHeight);
+    // Each height set lays out the whole header again: only where it differs.
+    if (table->rowHeight(row) != RowHeight)
+        table->setRowHeight(row, RowHeight);
 }
 
 // Placeholder Ids in use: all above 22000.
@@ -182,6 +201,11 @@ int assetIdOfRow(QTableWidget *table, int row)
 
 void ZRV_ServerApp::connectAssetFunctions()
 {
+    // New rows come with their height of 20.
+    ui->tblAssets->verticalHeader()->setDefaultSectionSize(RowHeight);
+    // Columns sized to their contents measure the rows on show, not every row
+    // of a long list at each change.
+    ui->tblAssets->horizontalHeader()->setResizeContentsPrecision(0);
     connect(m_s3, &ZRV_S3::itemDoubleClicked, this, &ZRV_ServerApp::on_btnAdd_clicked);
     connect(m_nextCloud, &ZRV_NextCloud::itemDoubleClicked, this, &ZRV_ServerApp::on_btnAdd_clicked);
     connect(m_assetBundles, &ZRV_AssetBundles::itemDoubleClicked, this, &ZRV_ServerApp::on_btnAdd_clicked);
