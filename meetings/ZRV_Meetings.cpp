@@ -8,13 +8,16 @@
 #include <QTimer>
 
 #include "ZRVError.h"
+#include "ZRV_BanlistDialog.h"
 #include "ZRV_Config.h"
+#include "ZRV_LogfileDialog.h"
 #include "ZRV_LoginData.h"
 #include "ZRV_MeetingControl.h"
 #include "ZRV_MeetingEditor.h"
 #include "ZRV_MeetingRows.h"
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_ServiceEndpoint.h"
+#include "ZRV_SpawnPointsDialog.h"
 
 using ZRV_MeetingService_API::ZRVPresenter;
 
@@ -71,7 +74,8 @@ ZRV_Meetings::ZRV_Meetings(QWidget *parent, ZRV_Config *config, ZRV_MeetingsInfo
     setLoginData(loginData);
     updateButtons();
 
-    // The log viewer's single instance is created here once that dialog exists.
+    // One viewer for the panel's life, so its line count and auto update box persist.
+    m_logDialog = new ZRV_LogfileDialog(m_thread, this);
 
     ui->btnSvcLog->hide();
     ui->btnMirLog->hide();
@@ -86,6 +90,7 @@ ZRV_Meetings::ZRV_Meetings(QWidget *parent, ZRV_Config *config, ZRV_MeetingsInfo
 
 ZRV_Meetings::~ZRV_Meetings()
 {
+    delete m_logDialog;
     delete m_api;
     delete ui;
 }
@@ -374,22 +379,43 @@ void ZRV_Meetings::onUpdateMeetingE(ZRVMeeting summary, QNetworkReply::NetworkEr
 
 void ZRV_Meetings::on_btnMirLog_clicked()
 {
-    // The log viewer takes the lower-cased id of the current row once it exists.
+    const QString meetingId = ZRV_MeetingRows::selectedKey(ui->tblMeetings);
+    if (meetingId.isEmpty())
+        return;
+    m_logDialog->showMirrorLog(meetingId);
 }
 
 void ZRV_Meetings::on_btnSvcLog_clicked()
 {
-    // The log viewer opens on the service log once it exists.
+    m_logDialog->showServiceLog();
 }
 
 void ZRV_Meetings::on_btnBanlist_clicked()
 {
-    // The ban list dialog runs here, modally on m_thread, once it exists.
+    ZRV_BanlistDialog dlg(m_thread, this);
+    dlg.exec();
 }
 
 void ZRV_Meetings::on_btnSpawnPoints_clicked()
 {
-    // The spawn point dialog opens on the selected meeting's live record once it exists.
+    const QString key = ZRV_MeetingRows::selectedKey(ui->tblMeetings);
+    if (key.isEmpty())
+        return;
+    ZRVMeetingInfo info = m_infoMap.value(key);
+    const QString registryId = selectedMeeting().getMeetingId();
+    // A meeting the live list does not know yet still gets its id, so that the
+    // title and the stored record name it.
+    if (info.getMeetingId().isEmpty())
+        info.setMeetingId(registryId.isEmpty() ? key : registryId);
+
+    ZRV_SpawnPointsDialog dlg(info, m_thread);
+    if (dlg.exec() != QDialog::Accepted)
+        return;
+    m_infoMap.insert(key, dlg.getMeetingInfo());
+    emit meetingConfigChanged(m_infoMap.value(key));
+    m_thread->getMeetingsInfo();
+    updateButtons();
+    emit meetingChanged();
 }
 
 void ZRV_Meetings::on_btnBanUser_clicked()
