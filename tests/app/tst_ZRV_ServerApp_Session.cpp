@@ -28,10 +28,8 @@ class tst_ZRV_ServerApp_Session : public QObject
 
 private slots:
     void initTestCase();
-    void tokenRefresh_data();
-    void tokenRefresh();
-    void sessionExpiry_data();
-    void sessionExpiry();
+    void session_data();
+    void session();
     void inactivity_data();
     void inactivity();
     void activityEvents_data();
@@ -47,22 +45,38 @@ void tst_ZRV_ServerApp_Session::initTestCase()
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_settingsDir.path());
 }
 
-void tst_ZRV_ServerApp_Session::tokenRefresh_data()
+void tst_ZRV_ServerApp_Session::session_data()
 {
     QTest::addColumn<QString>("tokenLifetime");
-    QTest::addColumn<bool>("refreshed");
-    QTest::newRow("15 s left at the first poll: renewed at once") << "15" << true;
-    QTest::newRow("300 s left: the first poll keeps the token") << "300" << false;
+    QTest::addColumn<bool>("refreshRefused");
+    QTest::addColumn<QStringList>("passwords");
+    QTest::addColumn<QList<int>>("exitCodes");
+
+    const QStringList once{"presenter123"};
+    QTest::newRow("15 s left at the first poll: renewed at once") << "15" << false << once << QList<int>();
+    QTest::newRow("300 s left: the first poll keeps the token") << "300" << false << once << QList<int>();
+    QTest::newRow("refresh refused: new login for the same user keeps the window")
+        << "15" << true << QStringList{"presenter123", "presenter123"} << QList<int>();
+    QTest::newRow("refresh refused: cancelled new login ends the process") << "15" << true << once << QList<int>{0};
 }
 
-void tst_ZRV_ServerApp_Session::tokenRefresh()
+void tst_ZRV_ServerApp_Session::session()
 {
     QFETCH(QString, tokenLifetime);
-    QFETCH(bool, refreshed);
+    QFETCH(bool, refreshRefused);
+    QFETCH(QStringList, passwords);
+    QFETCH(QList<int>, exitCodes);
 
     ConsoleFixture fx;
     QVERIFY2(fx.start({QStringLiteral("--token-lifetime"), tokenLifetime}), qPrintable(fx.errorText()));
-    ConsoleDriver driver(QStringLiteral("presenter"), {QStringLiteral("presenter123")});
+    if (refreshRefused) {
+        QCOMPARE(fx.sim()
+                     .admin("POST", QStringLiteral("/_sim/fault"),
+                            {{"path", "/idp/auth/refreshtoken"}, {"status", 400}, {"message", "Token is not active"}})
+                     .status,
+                 200);
+    }
+    ConsoleDriver driver(QStringLiteral("presenter"), passwords);
     ZRV_ServerApp window(ConsoleDriver::arguments(fx.iniPath()));
     auto *service = window.findChild<ZRV_MeetingsInfoThread *>();
     QSignalSpy tokens(service, &ZRV_MeetingsInfoThread::tokenChanged);
@@ -70,44 +84,19 @@ void tst_ZRV_ServerApp_Session::tokenRefresh()
     window.show();
     QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
 
-    // The login's own token is handed out first.
-    QTRY_VERIFY_WITH_TIMEOUT(!polls.isEmpty(), 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(tokens.count(), refreshed ? 2 : 1, 10000);
-    const QString renewed = tokens.last().first().toString();
-    QCOMPARE(renewed != tokens.first().first().toString(), refreshed);
-    const SimProcess::Reply reply = fx.sim().request("GET", QStringLiteral("/main/zrv/svc/meetings"), {},
-                                                     {{"Authorization", "Bearer " + renewed.toUtf8()}});
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(fx.exitCodes(), QList<int>());
-}
-
-void tst_ZRV_ServerApp_Session::sessionExpiry_data()
-{
-    QTest::addColumn<QStringList>("passwords");
-    QTest::addColumn<QList<int>>("exitCodes");
-    QTest::newRow("new login for the same user keeps the window")
-        << QStringList{"presenter123", "presenter123"} << QList<int>();
-    QTest::newRow("cancelled new login ends the process") << QStringList{"presenter123"} << QList<int>{0};
-}
-
-void tst_ZRV_ServerApp_Session::sessionExpiry()
-{
-    QFETCH(QStringList, passwords);
-    QFETCH(QList<int>, exitCodes);
-
-    // The first poll tries a refresh, and the refresh token is no longer good.
-    ConsoleFixture fx;
-    QVERIFY2(fx.start({QStringLiteral("--token-lifetime"), QStringLiteral("15")}), qPrintable(fx.errorText()));
-    QCOMPARE(fx.sim()
-                 .admin("POST", QStringLiteral("/_sim/fault"),
-                        {{"path", "/idp/auth/refreshtoken"}, {"status", 400}, {"message", "Token is not active"}})
-                 .status,
-             200);
-    ConsoleDriver driver(QStringLiteral("presenter"), passwords);
-    ZRV_ServerApp window(ConsoleDriver::arguments(fx.iniPath()));
-    QSignalSpy tokens(window.findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged);
-    window.show();
-    QVERIFY2(ConsoleDriver::waitRunning(window), qPrintable(driver.boxes().join('\n')));
+    if (!refreshRefused) {
+        // The login's own token is handed out first.
+        const bool refreshed = tokenLifetime == QLatin1String("15");
+        QTRY_VERIFY_WITH_TIMEOUT(!polls.isEmpty(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(tokens.count(), refreshed ? 2 : 1, 10000);
+        const QString renewed = tokens.last().first().toString();
+        QCOMPARE(renewed != tokens.first().first().toString(), refreshed);
+        const SimProcess::Reply reply = fx.sim().request("GET", QStringLiteral("/main/zrv/svc/meetings"), {},
+                                                         {{"Authorization", "Bearer " + renewed.toUtf8()}});
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(fx.exitCodes(), QList<int>());
+        return;
+    }
 
     QTRY_COMPARE_WITH_TIMEOUT(driver.logins().size(), 2, 15000);
     QTRY_COMPARE_WITH_TIMEOUT(fx.exitCodes(), exitCodes, 10000);

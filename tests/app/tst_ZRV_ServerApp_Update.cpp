@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -18,6 +17,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 #include "ConsoleFixture.h"
@@ -108,15 +108,6 @@ struct Script
         }
     }
 };
-
-ModalAnswerer::Seen seenTitled(const ModalAnswerer &answerer, const QString &title)
-{
-    for (const ModalAnswerer::Seen &s : answerer.seen()) {
-        if (s.title == title)
-            return s;
-    }
-    return {};
-}
 
 QStringList consoleArgs(const ConsoleFixture &fx)
 {
@@ -252,12 +243,9 @@ void tst_ZRV_ServerApp_Update::downloadOutcome_data()
     QTest::newRow("installer stored and started") << QJsonObject() << true << true;
     QTest::newRow("not found fails") << status(404) << true << false;
     QTest::newRow("server error fails") << status(503) << true << false;
-    QTest::newRow("301 is refused") << status(301) << true << false;
-    QTest::newRow("302 is refused") << status(302) << true << false;
-    QTest::newRow("303 is refused") << status(303) << true << false;
-    QTest::newRow("305 is refused") << status(305) << true << false;
-    QTest::newRow("307 is refused") << status(307) << true << false;
-    QTest::newRow("308 is refused") << status(308) << true << false;
+    // 302 and 308 are met, with a target to follow, on the scripted server below.
+    for (const int code : {301, 303, 305, 307})
+        QTest::newRow(qPrintable(QStringLiteral("%1 is refused").arg(code))) << status(code) << true << false;
     QTest::newRow("reply cut short fails")
         << QJsonObject{{QStringLiteral("hang"), QString::fromLatin1(Download)},
                        {QStringLiteral("seconds"), 1}}
@@ -275,8 +263,7 @@ void tst_ZRV_ServerApp_Update::downloadOutcome()
     const QString source = m_tmp->filePath(QStringLiteral("served/ZarvoConsoleSetup-3.2.0.run"));
     QVERIFY(QDir().mkpath(QFileInfo(source).path()));
     QFile sourceFile(source);
-    QVERIFY(sourceFile.open(QIODevice::WriteOnly));
-    sourceFile.write(installer);
+    QVERIFY(sourceFile.open(QIODevice::WriteOnly) && sourceFile.write(installer) == installer.size());
     sourceFile.close();
 
     ConsoleFixture fx;
@@ -314,7 +301,9 @@ void tst_ZRV_ServerApp_Update::downloadOutcome()
         QCOMPARE(file.readAll(), installer);
     } else {
         QCOMPARE(titles(answerer), (QStringList{OfferTitle, FailedTitle, QStringLiteral("<login>")}));
-        const ModalAnswerer::Seen failed = seenTitled(answerer, FailedTitle);
+        const QList<ModalAnswerer::Seen> seen = answerer.seen();
+        const ModalAnswerer::Seen failed =
+            *std::find_if(seen.cbegin(), seen.cend(), [](const ModalAnswerer::Seen &s) { return s.title == FailedTitle; });
         QCOMPARE(failed.text, FailedText);
         QCOMPARE(failed.buttons, QStringList{QStringLiteral("OK")});
         QVERIFY(m_started.isEmpty());
