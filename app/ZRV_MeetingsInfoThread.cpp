@@ -282,10 +282,17 @@ void ZRV_MeetingsInfoThread::onServiceStatus()
 
 void ZRV_MeetingsInfoThread::onServiceStatusFull(ZRVHttpRequestWorker *worker)
 {
-    const ZRVError status(QString(worker->response));
+    _serviceVersion version;
+    if (parseServiceVersion(worker->response, &version))
+        emit serviceVersion(version);
+}
+
+bool ZRV_MeetingsInfoThread::parseServiceVersion(const QByteArray &reply, _serviceVersion *version)
+{
+    const ZRVError status{QString(reply)};
     const QString message = status.getMessage();
     if (!status.is_message_Set() || !message.contains(QStringLiteral("OK - Version")))
-        return;
+        return false;
 
     QString text = message.mid(13);
     if (text.startsWith(QLatin1Char('v'), Qt::CaseInsensitive))
@@ -294,15 +301,14 @@ void ZRV_MeetingsInfoThread::onServiceStatusFull(ZRVHttpRequestWorker *worker)
     QStringList parts =
         text.split(QRegularExpression(QStringLiteral("[(\\.|\\-)]")), Qt::SkipEmptyParts);
     if (parts.size() != 3)
-        return;
+        return false;
     if (parts[0].startsWith(QLatin1Char('v')))
         parts[0].remove(0, 1);
 
-    _serviceVersion version;
-    version.major = parts[0].toInt();
-    version.minor = parts[1].toInt();
-    version.patch = parts[2].toInt();
-    emit serviceVersion(version);
+    version->major = parts[0].toInt();
+    version->minor = parts[1].toInt();
+    version->patch = parts[2].toInt();
+    return true;
 }
 
 void ZRV_MeetingsInfoThread::onServiceStatusE(QNetworkReply::NetworkError, QString)

@@ -38,6 +38,10 @@ public:
     ZRV_MeetingsInfoThread(QObject *parent, ZRV_Config *config);
     ~ZRV_MeetingsInfoThread() override;
 
+    // The version in a status reply's message, "OK - Version v2.0.30"; false
+    // when the reply carries none.
+    static bool parseServiceVersion(const QByteArray &reply, _serviceVersion *version);
+
 public slots:
     void getMeetingsInfo();
     void setLoginData(ZRV_LoginData *data);
