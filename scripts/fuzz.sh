@@ -20,9 +20,11 @@ targets=(fuzz_records fuzz_reply_headers fuzz_s3_xml fuzz_webdav_reply fuzz_zrm_
   fuzz_status_version)
 # Inputs as large as a long listing; a reader that takes seconds on one is a finding too.
 fuzz_flags=(-max_len=65536 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1)
-export ASAN_OPTIONS=${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1:fast_unwind_on_malloc=0}
-export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$top/fuzz/lsan.supp:print_suppressions=0}
-export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+# Ours come last and win over anything the environment brings: the leak
+# suppressions only match with full malloc stacks.
+export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}abort_on_error=1:detect_leaks=1:fast_unwind_on_malloc=0
+export LSAN_OPTIONS=${LSAN_OPTIONS:+$LSAN_OPTIONS:}suppressions=$top/fuzz/lsan.supp:print_suppressions=0
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:+$UBSAN_OPTIONS:}print_stacktrace=1:halt_on_error=1
 export QT_QPA_PLATFORM=offscreen
 
 build_targets() {
