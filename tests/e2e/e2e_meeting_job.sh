@@ -83,7 +83,9 @@ e2e_console_stop
 
 info "$first" > "$work/first.json"
 model_id=$(jq -e ".assets[] | select(.Name == \"$model\") | .Id" "$work/first.json") || fail "no id for $model"
-[ "$model_id" -gt 0 ] && [ "$model_id" -lt 22000 ] || fail "$model got the id $model_id, not one of the service's"
+if [ "$model_id" -le 0 ] || [ "$model_id" -ge 22000 ]; then
+  fail "$model got the id $model_id, not one of the service's"
+fi
 jq -e ".assets[] | select(.Name == \"$model\") | .Mode != 3 and .StgRelPath == \"presenter/$model\" and .StgSize == 262144" \
   "$work/first.json" > /dev/null || fail "$model is on the meeting with other fields: $(jq -c '.assets' "$work/first.json")"
 

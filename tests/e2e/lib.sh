@@ -5,6 +5,7 @@
 #
 # The sourcing script sets `top` (sources), `console`, `sim` and `shot_dir`,
 # then calls e2e_begin. Exit 77 (skipped) only when the X server cannot start.
+# shellcheck disable=SC2154  # top, console, sim, shot_dir: the sourcing script's
 
 work=$(mktemp -d)
 xvfb_pid=""
