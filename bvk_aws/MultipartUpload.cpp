@@ -291,6 +291,8 @@ void MultipartUpload::retire(S3Call *call)
     throw S3Transport::failure(*call, QStringLiteral("Uploading \"%1\"").arg(m_key));
 }
 
+static constexpr int kCompletionSilenceSeconds = 600;
+
 MPInfo MultipartUpload::complete()
 {
     S3Call call;
@@ -300,6 +302,9 @@ MPInfo MultipartUpload::complete()
     call.query = {{QStringLiteral("uploadId"), m_uploadId}};
     call.headers = {{"content-type", "application/xml"}};
     call.body = S3Xml::completeBody(m_etags.toList());
+    // A store joins the parts before it says a word, which takes minutes for
+    // a large object on a busy store: silence here is no stall.
+    call.stallSeconds = kCompletionSilenceSeconds;
     m_transport.run(call);
     // A completion can fail after its 200 status line; the body then holds an <Error>.
     S3ErrorReply error;

@@ -23,6 +23,7 @@ struct S3Call
     // A response body goes to `sinkFile` at `sinkOffset` when set, else to `reply`.
     QFile *sinkFile = nullptr;
     qint64 sinkOffset = 0;
+    int stallSeconds = 0;            // silence before the call counts as stalled; 0: the default
     qint64 sinkLimit = -1;           // more than this many bytes is a failure...
     bool stopAtLimit = false;        // ...or, with this, where the call ends
     // Set for a ranged GET: only a 206 answer goes to the sink. A store that

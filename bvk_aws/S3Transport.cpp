@@ -297,7 +297,7 @@ void S3Transport::prepare(S3Call *call)
     curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT, long(kStallSeconds));
     curl_easy_setopt(e, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME, long(kStallSeconds));
+    curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME, long(call->stallSeconds > 0 ? call->stallSeconds : kStallSeconds));
     curl_easy_setopt(e, CURLOPT_BUFFERSIZE, 512L * 1024L);
     curl_easy_setopt(e, CURLOPT_UPLOAD_BUFFERSIZE, 2L * 1024L * 1024L);
     curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, onWrite);

@@ -158,11 +158,18 @@ private:
     // Runs `op` on a thread while serving; the failure's message, or empty.
     QString offThread(const std::function<void()> &op, int timeoutMs = 40000);
     QString local(const QString &name) const { return m_dir.filePath(name); }
-    // Queues the replies in order; "hang" is a request left unanswered.
+    // Queues the replies in order; "hang" is a request left unanswered, and
+    // "slow:" answers only after longer than a stall.
     void serve(const QList<QByteArray> &replies)
     {
-        for (const QByteArray &raw : replies)
-            raw == "hang" ? m_server.enqueueHang() : m_server.enqueueRaw(raw);
+        for (const QByteArray &raw : replies) {
+            if (raw == "hang")
+                m_server.enqueueHang();
+            else if (raw.startsWith("slow:"))
+                m_server.enqueueRaw(raw.mid(5), (S3Transport::kStallSeconds + 2) * 1000);
+            else
+                m_server.enqueueRaw(raw);
+        }
     }
 
     ScriptedHttpServer m_server;
@@ -360,6 +367,9 @@ void TestS3Wire::uploadFaults_data()
     QTest::newRow("a part cut by a pause is sent again, not counted as a failure")
         << QList<QByteArray>{initiated("U1"), partStored("\"p1\""), partStored("\"p1\""), completed("\"done-1\"")}
         << 2500 << QStringList{start, part1, complete1} << QString() << QStringList();
+    QTest::newRow("a completion the store thinks over longer than a stall still completes")
+        << QList<QByteArray>{initiated("U1"), partStored("\"p1\""), "slow:" + completed("\"done-1\"")}
+        << 0 << QStringList{start, part1, complete1} << QString() << QStringList();
     QTest::newRow("a part refused for good fails the transfer")
         << QList<QByteArray>{initiated("U1"), errorReply(403, "AccessDenied")} << 0 << QStringList{start, part1}
         << "AccessDenied said the store" << QStringList();
