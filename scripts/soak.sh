@@ -159,6 +159,8 @@ xvfb_pid=$!
 display=""
 read -r -t 15 display < "$work/displayfd" || fail "Xvfb did not start"
 export DISPLAY=:$display
+# A caller may have asked for the offscreen platform; this console must draw on the X server.
+export QT_QPA_PLATFORM=xcb
 
 # Refresh tokens outlive the run, so that no planned sign-in box interrupts
 # it; access tokens keep their usual lifetime and are renewed on the way.

@@ -72,6 +72,8 @@ if [ -z "$display" ] || ! kill -0 "$xvfb_pid" 2> /dev/null; then
   exit 77
 fi
 export DISPLAY=:$display
+# A caller may have asked for the offscreen platform; this console must draw on the X server.
+export QT_QPA_PLATFORM=xcb
 
 ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
   timeout 90 bash "$top/platform/stack.sh" start > "$work/stack.log" 2>&1 || fail "the local platform did not start"

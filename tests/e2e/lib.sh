@@ -64,6 +64,8 @@ e2e_begin() {
     exit 77
   fi
   export DISPLAY=:$display
+  # A caller may have asked for the offscreen platform; this console must draw on the X server.
+  export QT_QPA_PLATFORM=xcb
 
   ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
     timeout 90 bash "$top/platform/stack.sh" start > "$work/stack.log" 2>&1 || fail "the local platform did not start"
