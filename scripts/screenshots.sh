@@ -10,7 +10,8 @@
 # to `pictures` for a new one. Pictures follow each other in one session, so
 # a later one may rely on the state an earlier one left.
 # Environment: ZRV_BUILD_DIR (default build-run/, a Release build without
-# tests), ZRV_SHOT_USER / ZRV_SHOT_PASSWORD (presenter / presenter123).
+# tests; ZRV_SHOT_NO_BUILD=1 takes its binaries as they are), ZRV_SHOT_USER /
+# ZRV_SHOT_PASSWORD (presenter / presenter123).
 set -euo pipefail
 
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -20,19 +21,26 @@ user=${ZRV_SHOT_USER:-presenter}
 # Reaches xdotool through a pipe from printf, a builtin: never on a command line.
 password=${ZRV_SHOT_PASSWORD:-presenter123}
 pictures=(login main-window meeting-editor meeting-create storage-assets asset-bundles
-  export service-log banlist)
+  spawn-points s3-transfer export service-log banlist nextcloud)
 # Buttons only an administrator has; their pictures are taken in a second
-# session signed in as admin.
+# session signed in as admin. The NextCloud page shows only for a user whose
+# storage is there, so it gets a session of its own.
 admin_pictures=" export service-log banlist "
+cloud_pictures=" nextcloud "
 [ $# -eq 0 ] || pictures=("$@")
 if [ -z "${ZRV_SHOT_SESSION:-}" ]; then
-  own=() admin=()
+  own=() admin=() cloud=()
   for p in "${pictures[@]}"; do
-    case $admin_pictures in *" $p "*) admin+=("$p") ;; *) own+=("$p") ;; esac
+    case $admin_pictures in *" $p "*) admin+=("$p"); continue ;; esac
+    case $cloud_pictures in *" $p "*) cloud+=("$p") ;; *) own+=("$p") ;; esac
   done
-  if [ ${#admin[@]} -gt 0 ]; then
+  if [ ${#admin[@]} -gt 0 ] || [ ${#cloud[@]} -gt 0 ]; then
     [ ${#own[@]} -eq 0 ] || ZRV_SHOT_SESSION=1 bash "$0" "${own[@]}"
-    ZRV_SHOT_SESSION=1 ZRV_SHOT_USER=admin ZRV_SHOT_PASSWORD=admin123 exec bash "$0" "${admin[@]}"
+    [ ${#admin[@]} -eq 0 ] ||
+      ZRV_SHOT_SESSION=1 ZRV_SHOT_USER=admin ZRV_SHOT_PASSWORD=admin123 bash "$0" "${admin[@]}"
+    [ ${#cloud[@]} -eq 0 ] ||
+      ZRV_SHOT_SESSION=1 ZRV_SHOT_USER=cloud ZRV_SHOT_PASSWORD=cloud123 bash "$0" "${cloud[@]}"
+    exit 0
   fi
 fi
 
@@ -103,6 +111,88 @@ shot_asset-bundles() {
   take asset-bundles "$main"
 }
 
+shot_spawn-points() {
+  local main points editor xy
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  wait_for 20 window_settled "$main" || true
+  click_in "$main" 300 164
+  click_button "$main" "Spawn Points"
+  points=$(wait_window '^Manage Spawn Points')
+  wait_for 20 window_settled "$points" || true
+  # The second point (the first is the start): two rows under the Title heading.
+  xy=$(text_at "$points" Title) || fail "no spawn point table"
+  # shellcheck disable=SC2086  # two numbers
+  set -- $xy
+  click_in "$points" "$1" $(($2 + 57))
+  click_button "$points" Modify
+  editor=$(wait_window '^Create/Edit Spawn Point$')
+  wait_for 10 window_settled "$editor" || true
+  take spawn-points "$editor"
+  xdotool windowfocus --sync "$editor" key Escape
+  xdotool windowfocus --sync "$points" key Escape
+}
+
+shot_s3-transfer() {
+  local main chooser
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  wait_for 20 window_settled "$main" || true
+  # Zeros in a sparse file: large enough to be still on its way for the picture.
+  truncate -s 300M "$work/hall-scan.fbx"
+  # The dock first: the buttons find their places in the window it leaves.
+  # Queue sits at the right edge, left of the user menu; tesseract misses its
+  # word now and then, so its place comes from the window's width.
+  local width
+  width=$(xdotool getwindowgeometry --shell "$main" | sed -n 's/^WIDTH=//p')
+  click_in "$main" $((width - 151)) 52
+  wait_for 10 window_settled "$main" || true
+  # The storage opens with a meeting selected; Upload with a folder.
+  click_in "$main" 300 164
+  wait_for 10 window_settled "$main" || true
+  click_button "$main" docs
+  wait_for 10 window_settled "$main" || true
+  click_button "$main" Upload
+  chooser=$(wait_window '^Select files to Upload$')
+  xdotool windowfocus --sync "$chooser" type --delay 15 "$work/hall-scan.fbx"
+  xdotool key Return
+  # shellcheck disable=SC2317  # called through wait_for
+  chooser_gone() { ! has_window '^Select files to Upload$'; }
+  wait_for 10 chooser_gone || fail "the file chooser stayed open"
+  sleep 1
+  take s3-transfer "$main"
+}
+
+shot_nextcloud() {
+  local main xy
+  sign_in
+  main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+  wait_for 20 window_settled "$main" || true
+  # The storage opens with a meeting selected: this user's only one.
+  click_in "$main" 300 143
+  wait_for 20 window_settled "$main" || true
+  # shellcheck disable=SC2086  # two numbers
+  xy=$(text_at "$main" NextCloud) && click_in "$main" $xy
+  wait_for 20 window_settled "$main" || true
+  # The page asks for its server itself: the local one, as the cloud user.
+  local dav
+  dav=$(sed -n 's|^ *WebDAV *\(http://[^/ ]*\)/remote.php.*|\1|p' "$work/stack.log" | head -n 1)
+  [ -n "$dav" ] || fail "no WebDAV address in the platform's log"
+  click_in "$main" 140 422
+  xdotool type --delay 15 "$dav"
+  click_in "$main" 308 422
+  xdotool type --delay 15 cloud
+  click_in "$main" 476 422
+  printf '%s' cloud123 | xdotool type --delay 15 --file -
+  click_in "$main" 23 422
+  wait_for 20 window_settled "$main" || true
+  # A folder with files in it, when tesseract finds it.
+  # shellcheck disable=SC2086  # two numbers
+  xy=$(text_at "$main" Handouts) && click_in "$main" $xy
+  wait_for 20 window_settled "$main" || true
+  take nextcloud "$main"
+}
+
 # Administrator pictures: the meetings list holds every meeting, so the
 # buttons sit elsewhere than in the presenter's window.
 shot_export() {
@@ -147,6 +237,14 @@ shot_banlist() {
 # moves with the buttons a role shows.
 click_button() {
   local xy
+  xy=$(text_at "$@") || fail "no button '$2' in the window"
+  # shellcheck disable=SC2086  # two numbers
+  click_in "$1" $xy
+}
+
+# Prints the middle of the words $2 in window $1 (right of x = $3, if given).
+text_at() {
+  local xy
   import -window "$1" "$work/ocr.png" 2> /dev/null
   convert "$work/ocr.png" -resize 200% "$work/ocr2.png"
   xy=$(tesseract "$work/ocr2.png" - tsv 2> /dev/null | awk -F'\t' -v want="$2" -v minx="${3:-0}" '
@@ -165,9 +263,8 @@ click_button() {
         }
       }
     }')
-  [ -n "$xy" ] || fail "no button '$2' in the window"
-  # shellcheck disable=SC2086  # two numbers
-  click_in "$1" $xy
+  [ -n "$xy" ] || return 1
+  echo "$xy"
 }
 
 
@@ -227,6 +324,7 @@ take() {
 
 fail() {
   echo "screenshots: $*" >&2
+  [ -z "${ZRV_SHOT_FAIL_PNG:-}" ] || import -window root "$ZRV_SHOT_FAIL_PNG" 2> /dev/null || true
   for f in console.log stack.log; do
     [ -f "$work/$f" ] && { echo "--- $f" >&2; tail -n 20 "$work/$f" >&2; }
   done
@@ -242,8 +340,10 @@ done
 if [ ! -f "$build/CMakeCache.txt" ]; then
   cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRV_SANITIZE=OFF -DZRV_BUILD_TESTS=OFF > /dev/null
 fi
-echo "Building zarvo-console and zarvo-sim in $build ..."
-cmake --build "$build" --target zarvo-console zarvo-sim -j"$(nproc)" > /dev/null
+if [ "${ZRV_SHOT_NO_BUILD:-0}" != 1 ]; then
+  echo "Building zarvo-console and zarvo-sim in $build ..."
+  cmake --build "$build" --target zarvo-console zarvo-sim -j"$(nproc)" > /dev/null
+fi
 console=$(find "$build/app" -name zarvo-console -type f -perm -u+x -print -quit)
 sim=$build/sim/zarvo-sim
 
