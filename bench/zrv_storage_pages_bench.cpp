@@ -353,6 +353,8 @@ int transferBench(int mib)
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
+    // The pages draw their buttons from the console's icons, as in the window.
+    Q_INIT_RESOURCE(zrv);
     const QStringList args = app.arguments();
     const int at = args.indexOf("--transfer-mib");
     const int mib = at >= 0 ? args.value(at + 1).toInt() : 1024;
