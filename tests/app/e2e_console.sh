@@ -14,93 +14,15 @@ sim=$2
 top=${ZRV_SOURCE_DIR:?}
 shot_dir=${ZRV_BINARY_DIR:-$PWD}/tests/app
 user=presenter
-# Kept in a variable: printf is a builtin, so it reaches xdotool through a pipe
-# and never stands on a command line.
+# Kept in a variable: it reaches the sign-in on stdin and never stands on a
+# command line.
 password=presenter123
 
-work=$(mktemp -d)
-xvfb_pid=""
-console_pid=""
-stack_up=0
+# shellcheck source=tests/e2e/lib.sh
+. "$top/tests/e2e/lib.sh"
 
-cleanup() {
-  local code=$?
-  trap - EXIT
-  [ -z "$console_pid" ] || kill "$console_pid" 2>/dev/null || true
-  [ "$stack_up" = 0 ] || ZRV_STACK_DIR=$work/stack timeout 60 bash "$top/platform/stack.sh" stop > /dev/null 2>&1 || true
-  [ -z "$xvfb_pid" ] || kill "$xvfb_pid" 2>/dev/null || true
-  rm -rf "$work"
-  exit "$code"
-}
-trap cleanup EXIT
-
-fail() {
-  echo "FAIL: $*" >&2
-  for f in console.log stack.log; do
-    [ -f "$work/$f" ] && { echo "--- $f" >&2; tail -n 30 "$work/$f" >&2; }
-  done
-  exit 1
-}
-
-# Waits up to $1 seconds for the command after it to succeed.
-wait_for() {
-  local limit=$1
-  shift
-  local end=$((SECONDS + limit))
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || return 1
-    sleep 0.2
-  done
-}
-
-for tool in xdotool import convert tesseract; do
-  command -v "$tool" > /dev/null || fail "$tool is missing (scripts/deb-packages.txt)"
-done
-
-# The X server picks a free display itself and tells its number on a pipe.
-if ! command -v Xvfb > /dev/null; then
-  echo "SKIP: Xvfb is not installed"
-  exit 77
-fi
-mkfifo "$work/displayfd"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3> "$work/displayfd" > "$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-display=""
-read -r -t 15 display < "$work/displayfd" || true
-if [ -z "$display" ] || ! kill -0 "$xvfb_pid" 2> /dev/null; then
-  echo "SKIP: Xvfb could not start: $(tail -n 3 "$work/xvfb.log" | tr '\n' ' ')"
-  exit 77
-fi
-export DISPLAY=:$display
-# A caller may have asked for the offscreen platform; this console must draw on the X server.
-export QT_QPA_PLATFORM=xcb
-
-ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
-  timeout 90 bash "$top/platform/stack.sh" start > "$work/stack.log" 2>&1 || fail "the local platform did not start"
-stack_up=1
-
-# Window state goes to a folder of this run, not the user's.
-XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work ASAN_OPTIONS=detect_leaks=0 \
-  "$console" -i "$work/stack/zarvo.ini" > "$work/console.log" 2>&1 &
-console_pid=$!
-
-login_window() { xdotool search --name '^Login$' 2> /dev/null | head -n 1; }
-has_login_window() { [ -n "$(login_window)" ]; }
-wait_for 60 has_login_window || fail "no login window"
-login=$(login_window)
-# Without a window manager nothing gives the dialog the focus but us.
-xdotool windowfocus --sync "$login"
-xdotool type --delay 15 "$user"
-xdotool key Tab
-printf '%s' "$password" | xdotool type --delay 15 --file -
-xdotool key Return
-
-no_login_window() { ! has_login_window; }
-wait_for 30 no_login_window || fail "the login window stayed open"
-kill -0 "$console_pid" 2> /dev/null || fail "the console ended after the login"
-
-main=$(xdotool search --name '^Zarvo Console [0-9]+\.[0-9]+$' | head -n 1)
-[ -n "$main" ] || fail "no main window"
+e2e_begin
+e2e_console_start "$user" <<< "$password"
 echo "main window: $(xdotool getwindowname "$main")"
 
 # The meetings arrive a moment after the window: read the screen until they show.
