@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DavServer.h"
+
 // A whole console window signed in against the simulator, for the tests of
 // a meeting's components and of the bundle page:
 //
@@ -59,17 +61,4 @@ public:
 
 private:
     QJsonValue serviceGet(const QString &path);
-};
-
-class DavServer
-{
-public:
-    ~DavServer();
-    bool start(const QString &root, const QString &users);
-    void stop();
-    QString url() const;
-
-private:
-    QProcess m_process;
-    quint16 m_port = 0;
 };

@@ -19,6 +19,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include "DavServer.h"
 #include "ModalAnswerer.h"
 #include "ZRV_NextCloud.h"
 
@@ -33,59 +34,6 @@ void collect(QtMsgType type, const QMessageLogContext &context, const QString &t
     const char *kind = type == QtCriticalMsg ? "critical" : type == QtDebugMsg ? "debug" : "other";
     g_log << QString("%1 %2 %3").arg(kind, QString(context.category), text);
 }
-
-// sabre/dav under "php -S" on a free loopback port, serving one data folder.
-class DavServer
-{
-public:
-    ~DavServer() { stop(); }
-
-    bool start(const QString &root, const QString &users)
-    {
-        QTcpServer probe;
-        if (!probe.listen(QHostAddress::LocalHost, 0))
-            return false;
-        m_port = probe.serverPort();
-        probe.close();
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("ZRV_DAV_ROOT", root);
-        env.insert("ZRV_DAV_USERS", users);
-        m_process.setProcessEnvironment(env);
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start("php", {"-d", "display_errors=stderr", "-S", QString("127.0.0.1:%1").arg(m_port),
-                                qEnvironmentVariable("ZRV_SOURCE_DIR") + "/platform/webdav/router.php"});
-        if (!m_process.waitForStarted(10000))
-            return false;
-        QNetworkAccessManager nam;
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < 15000) {
-            QNetworkReply *reply = nam.get(QNetworkRequest(QUrl(url() + "/status.php")));
-            QSignalSpy done(reply, &QNetworkReply::finished);
-            done.wait(2000);
-            const bool up = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
-            delete reply;
-            if (up)
-                return true;
-            QTest::qWait(100);
-        }
-        return false;
-    }
-    void stop()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(5000))
-                m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
-    QString url() const { return QString("http://127.0.0.1:%1").arg(m_port); }
-
-private:
-    QProcess m_process;
-    quint16 m_port = 0;
-};
 
 QString treeDump(const QTreeWidgetItem *item)
 {

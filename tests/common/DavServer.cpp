@@ -1,0 +1,62 @@
+#include "DavServer.h"
+
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QProcessEnvironment>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTest>
+#include <QUrl>
+
+DavServer::~DavServer()
+{
+    stop();
+}
+
+bool DavServer::start(const QString &root, const QString &users)
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        return false;
+    m_port = probe.serverPort();
+    probe.close();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("ZRV_DAV_ROOT", root);
+    env.insert("ZRV_DAV_USERS", users);
+    m_process.setProcessEnvironment(env);
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process.start("php", {"-d", "display_errors=stderr", "-S", QString("127.0.0.1:%1").arg(m_port),
+                            qEnvironmentVariable("ZRV_SOURCE_DIR") + "/platform/webdav/router.php"});
+    if (!m_process.waitForStarted(10000))
+        return false;
+    QNetworkAccessManager nam;
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 15000) {
+        QNetworkReply *reply = nam.get(QNetworkRequest(QUrl(url() + "/status.php")));
+        QSignalSpy done(reply, &QNetworkReply::finished);
+        done.wait(2000);
+        const bool up = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+        delete reply;
+        if (up)
+            return true;
+        QTest::qWait(100);
+    }
+    return false;
+}
+
+void DavServer::stop()
+{
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+}
+
+QString DavServer::url() const
+{
+    return QString("http://127.0.0.1:%1").arg(m_port);
+}
