@@ -102,31 +102,38 @@ int ZRV_MeetingControl::memberIndex(const ZRVMirrorClientInfo &member, ZRVMeetin
     return -1;
 }
 
-void ZRV_MeetingControl::muteMember()
+bool ZRV_MeetingControl::changeSelectedMember(const MemberChange &change, ZRVMeetingInfo *record)
 {
     if (!hasSelection(m_ui.members))
-        return;
+        return false;
     ZRVMirrorClientInfo member = ZRV_MeetingRows::memberOfRow(m_ui.members, m_ui.members->currentRow());
-    ZRVMeetingInfo record;
     QString key;
-    const int index = memberIndex(member, &record, &key);
+    const int index = memberIndex(member, record, &key);
     if (index == -1)
-        return;
-    QList<ZRVMirrorClientInfo> clients = record.getClients();
+        return false;
+    QList<ZRVMirrorClientInfo> clients = record->getClients();
     if (index >= 0) {
-        // The caption decides, even where it and the record disagree.
-        if (m_ui.mute->text() == panelTr("Unmute")) {
-            member.setVoiceEnabled(true);
-            m_ui.mute->setText(panelTr("Mute"));
-        } else {
-            member.setVoiceEnabled(false);
-            m_ui.mute->setText(panelTr("Unmute"));
-        }
+        change(member, clients.at(index));
         clients[index] = member;
     }
-    record.setClients(clients);
-    m_infoMap->insert(key, record);
+    record->setClients(clients);
+    m_infoMap->insert(key, *record);
+    return true;
+}
 
+void ZRV_MeetingControl::muteMember()
+{
+    ZRVMeetingInfo record;
+    const bool changed = changeSelectedMember(
+        [this](ZRVMirrorClientInfo &member, const ZRVMirrorClientInfo &) {
+            // The caption decides, even where it and the record disagree.
+            const bool unmute = m_ui.mute->text() == panelTr("Unmute");
+            member.setVoiceEnabled(unmute);
+            m_ui.mute->setText(unmute ? panelTr("Mute") : panelTr("Unmute"));
+        },
+        &record);
+    if (!changed)
+        return;
     emit meetingConfigChanged(record);
     m_thread->getMeetingsInfo();
     emit memberVoiceChanged();
@@ -134,33 +141,25 @@ void ZRV_MeetingControl::muteMember()
 
 void ZRV_MeetingControl::togglePresenter()
 {
-    if (!hasSelection(m_ui.members))
-        return;
-    ZRVMirrorClientInfo member = ZRV_MeetingRows::memberOfRow(m_ui.members, m_ui.members->currentRow());
+    const int row = m_ui.members->currentRow();
     ZRVMeetingInfo record;
-    QString key;
-    const int index = memberIndex(member, &record, &key);
-    if (index == -1)
-        return;
-    QList<ZRVMirrorClientInfo> clients = record.getClients();
-    if (index >= 0) {
-        const int row = m_ui.members->currentRow();
-        const QString role = clients.at(index).getCurrentRole();
-        if (role == QLatin1String("Presenter")) {
-            member.setCurrentRole(QStringLiteral("User"));
-            m_ui.presenter->setText(panelTr("Give Presenter"));
-            ZRV_MeetingRows::setTextCell(m_ui.members, row, 4, QStringLiteral("User"));
-        } else if (role == QLatin1String("User")) {
-            member.setCurrentRole(QStringLiteral("Presenter"));
-            m_ui.presenter->setText(panelTr("Take Presenter"));
-            ZRV_MeetingRows::setTextCell(m_ui.members, row, 4, QStringLiteral("Presenter"));
-        }
-        clients[index] = member;
-    }
-    record.setClients(clients);
-    m_infoMap->insert(key, record);
+    const bool changed = changeSelectedMember(
+        [this, row](ZRVMirrorClientInfo &member, const ZRVMirrorClientInfo &inRecord) {
+            const QString role = inRecord.getCurrentRole();
+            if (role == QLatin1String("Presenter")) {
+                member.setCurrentRole(QStringLiteral("User"));
+                m_ui.presenter->setText(panelTr("Give Presenter"));
+                ZRV_MeetingRows::setTextCell(m_ui.members, row, 4, QStringLiteral("User"));
+            } else if (role == QLatin1String("User")) {
+                member.setCurrentRole(QStringLiteral("Presenter"));
+                m_ui.presenter->setText(panelTr("Take Presenter"));
+                ZRV_MeetingRows::setTextCell(m_ui.members, row, 4, QStringLiteral("Presenter"));
+            }
+        },
+        &record);
     // Unlike a mute, nothing is re-read or re-gated here.
-    emit meetingConfigChanged(record);
+    if (changed)
+        emit meetingConfigChanged(record);
 }
 
 void ZRV_MeetingControl::kickMember()

@@ -4,6 +4,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 #include "ZRVMeeting.h"
 #include "ZRVMeetingInfo.h"
 
@@ -60,6 +62,12 @@ private:
     // when the record has members but not this one, -2 when it has none.
     int memberIndex(const ZRV_Service_API::ZRVMirrorClientInfo &member,
                     ZRV_Service_API::ZRVMeetingInfo *record, QString *key) const;
+    // Lets `change` edit the selected member (beside its entry in the live
+    // record) and keeps the record in the map; false when nothing was selected
+    // or the record does not know the member.
+    using MemberChange = std::function<void(ZRV_Service_API::ZRVMirrorClientInfo &member,
+                                            const ZRV_Service_API::ZRVMirrorClientInfo &inRecord)>;
+    bool changeSelectedMember(const MemberChange &change, ZRV_Service_API::ZRVMeetingInfo *record);
 
     Widgets m_ui;
     QMap<QString, ZRV_Service_API::ZRVMeetingInfo> *m_infoMap;
