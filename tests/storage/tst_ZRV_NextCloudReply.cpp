@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "StorageTreeDump.h"
 #include "ZRV_NextCloudReply.h"
 
 namespace {
@@ -31,24 +32,6 @@ QByteArray file(qint64 size)
     return "<d:resourcetype/><d:getcontentlength>" + QByteArray::number(size) + "</d:getcontentlength>";
 }
 
-QString dump(const QTreeWidgetItem *item)
-{
-    QStringList files;
-    for (const QJsonValue &v : item->data(0, Qt::UserRole).toJsonArray()) {
-        const QJsonObject o = v.toObject();
-        files << o.value("name").toString() + ":" + o.value("size").toString();
-    }
-    QString out = item->text(0);
-    if (!files.isEmpty())
-        out += "[" + files.join(",") + "]";
-    if (item->childCount()) {
-        QStringList children;
-        for (int i = 0; i < item->childCount(); ++i)
-            children << dump(item->child(i));
-        out += "{" + children.join(" ") + "}";
-    }
-    return out;
-}
 
 } // namespace
 
@@ -134,7 +117,7 @@ void TestZRV_NextCloudReply::tree()
     QFETCH(QString, user);
     std::unique_ptr<QTreeWidgetItem> root(
         ZRV_NextCloudReply::buildTree(ZRV_NextCloudReply::parse(body), user, "https://cloud.example"));
-    QTEST(dump(root.get()), "expected");
+    QTEST(storageTreeDump(root.get()), "expected");
 }
 
 void TestZRV_NextCloudReply::fileObjectCarriesPathAndUrl()

@@ -6,29 +6,11 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include "StorageTreeDump.h"
 #include "ZRV_S3Tree.h"
 
 namespace {
 
-// "root[file,...]{child ...}", files as name:size, children in tree order.
-QString dump(const QTreeWidgetItem *item)
-{
-    QStringList files;
-    for (const QJsonValue &v : item->data(0, Qt::UserRole).toJsonArray()) {
-        const QJsonObject o = v.toObject();
-        files << o.value("name").toString() + ":" + o.value("size").toString();
-    }
-    QString out = item->text(0);
-    if (!files.isEmpty())
-        out += "[" + files.join(",") + "]";
-    if (item->childCount()) {
-        QStringList children;
-        for (int i = 0; i < item->childCount(); ++i)
-            children << dump(item->child(i));
-        out += "{" + children.join(" ") + "}";
-    }
-    return out;
-}
 
 QStringList sizesFor(const QStringList &keys)
 {
@@ -111,7 +93,7 @@ void TestZRV_S3Tree::buildTree()
         etags << QString("e%1").arg(i);
     qint64 total = -1;
     std::unique_ptr<QTreeWidgetItem> root(ZRV_S3Tree::buildTree(keys, sizesFor(keys), etags, in, &total));
-    QTEST(dump(root.get()), "expected");
+    QTEST(storageTreeDump(root.get()), "expected");
     QTEST(total, "total");
 }
 
@@ -150,7 +132,7 @@ void TestZRV_S3Tree::shortInfoListsAreReadSafely()
     qint64 total = -1;
     std::unique_ptr<QTreeWidgetItem> root(
         ZRV_S3Tree::buildTree({"a.txt", "b.txt", "c.txt"}, {"10", "20"}, {"x", "y"}, in, &total));
-    QCOMPARE(dump(root.get()), QString("MINIO - root[a.txt:10,b.txt:20,c.txt:0]"));
+    QCOMPARE(storageTreeDump(root.get()), QString("MINIO - root[a.txt:10,b.txt:20,c.txt:0]"));
     QCOMPARE(total, qint64(30));
 }
 
@@ -184,17 +166,17 @@ void TestZRV_S3Tree::addAndRemove()
     QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/c.txt", 3, "e"));
     QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/d.txt", 4, "e"));
     QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/a.txt", 5, "e"));
-    QCOMPARE(dump(tree.topLevelItem(0)), QString("MINIO - p/{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
+    QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
     // The doubled "/" of an upload into a confined account's top folder.
     QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p//top.txt", 6, "e"));
-    QCOMPARE(dump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
+    QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
     QVERIFY(!ZRV_S3Tree::addFileToTree(&tree, "p/nowhere/x.txt", 1, "e"));
 
     qint64 removed = 0;
     QVERIFY(ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
     QCOMPARE(removed, qint64(3));
     QVERIFY(!ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
-    QCOMPARE(dump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,d.txt:4,a.txt:5]}"));
+    QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,d.txt:4,a.txt:5]}"));
 }
 
 void TestZRV_S3Tree::findTreeItemToleratesMissingSlash()
