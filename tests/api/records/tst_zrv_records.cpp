@@ -1,10 +1,10 @@
+// The 23 records of the three namespaces: every wire key by value, what a reply of the wrong
+// shape reads as, and hostile text that must read back as what it wrote.
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
 
-#include <functional>
-
-#include "ZRVAsset.h"
 #include "ZRVAssetBundle.h"
 #include "ZRVAuth.h"
 #include "ZRVBanlistEntry.h"
@@ -16,7 +16,6 @@
 #include "ZRVMeetingInfo.h"
 #include "ZRVMirrorServerInfo.h"
 #include "ZRVS3TempAccessKey.h"
-#include "ZRVUser.h"
 #include "ZRVUserGroups.h"
 #include "ZRVVersions.h"
 
@@ -24,276 +23,271 @@ namespace Auth = ZRV_AuthService_API;
 namespace Meet = ZRV_MeetingService_API;
 namespace Svc = ZRV_Service_API;
 
+namespace {
+
+// Each record with every key of its wire table, values chosen so that a wrong key, a wrong
+// field type (text for a number, int for a 64-bit size, ...) or a missing field shows.
+const char *const kEveryKey[][2] = {
+    {"ZRVAuth", R"({"access_token":"at","expires_in":8589934593,"refresh_expires_in":8589934594,
+        "refresh_token":"rt","token_type":"Bearer","not-before-policy":7,"session_state":"ss","scope":"profile email"})"},
+    {"ZRVUser", R"({"id":"u1","userId":"presenter","company":"Brenvik","firstName":"Petra","lastName":"Presenter",
+        "email":"p@x","phone":"+47","status":"active","roles":["ZRV_Presenter","ZRV_User"],"created":"2025-03-01"})"},
+    {"ZRVUserGroupAttribute", R"({"key":"Modus","value":["MINIO","S3"]})"},
+    {"ZRVUserGroup", R"({"id":"g","name":"S3_Config_Minio","attributes":[{"key":"k","value":["v"]}],
+        "subGroups":[{"id":"s","name":"sub"}]})"},
+    {"ZRVUserGroups", R"({"userId":"u","groups":[{"id":"g","name":"n"}]})"},
+    {"ZRVGroupMembers", R"({"groupId":"g","members":[{"id":"u1","userId":"x"}]})"},
+    {"ZRVError", R"({"code":404,"message":"m","source":"s","file":"f.cpp","func":"fn","line":12})"},
+    {"ZRVMeeting", R"({"id":8589934593,"meetingId":"wdr7k2m4","title":"t","password":"p","description":"d",
+        "creatorId":"c1","creator":"presenter","created":"2026-11-02","modified":"2026-11-20","license":"endless",
+        "status":"active","audioMode":1,"audioMode3D":10,"chatMode":2,"presenter":{"name":"P","email":"e"}})"},
+    {"ZRVPresenter", R"({"name":"P","email":"e"})"},
+    {"ZRVDefCredentials", R"({"User":"u","Pass":"p"})"},
+    {"ZRVDefVector3", R"({"x":0.5,"y":-2.25,"z":1024.75})"},
+    {"ZRVAsset", R"({"Id":3,"MeetingId":"m","Name":"n","Mode":1,"StgHost":"h","StgBucket":"b","StgRelPath":"r",
+        "StgSize":8589934593,"StgPreSgnPath":"ps","StgChecksum":"cs","StgCredentials":{"User":"u","Pass":"p"},
+        "Position":{"x":1.5},"Rotation":{"y":90},"Scale":{"z":2}})"},
+    {"ZRVAssetBundle", R"({"Id":"ab-1","UserId":"u","UserName":"un","Name":"n","Mode":2,"StgRelPath":"r",
+        "StgSize":[8589934593,2],"StgPreSgnPath":["a","b"],"StgChecksums":["c","d"]})"},
+    {"ZRVMirrorClientInfo", R"({"Id":4,"Alias":"a","currentRole":"Presenter","MeetingId":"m","IP":167772161,
+        "HostName":"h","voiceEnabled":true,"voiceIsTalking":false,"Credentials":{"User":"u"}})"},
+    {"ZRVSpawnPoint", R"({"Id":0,"PlayerId":2,"MeetingId":"m","Name":"Start","Position":{"x":1},"Rotation":{"y":2}})"},
+    {"ZRVMeetingInfo", R"({"meetingId":"m","statusMirror":1,"endingTime":"Mon Nov 23 08:47:49 2026 GMT",
+        "licenseMode":1,"licenseCountAttendees":25,"voiceMode":1,"voiceMode3D":10,"chatMode":1,"clients":[{"Id":1}],
+        "assets":[{"Id":2}],"assetBundles":[{"Id":"ab"}],"spawnPoints":[{"Id":0}]})"},
+    {"ZRVBanlistEntry", R"({"Id":1,"Mode":3,"Filename":"f","Checksum":"c"})"},
+    {"ZRVMeetingCommand", R"({"meetingId":"m","command":"KickPlayer","params":["1","2"]})"},
+    {"ZRVMeetingCommandResponse", R"({"command":"GetPlayerPos","meetingId":"m","sList":["s"],
+        "vList":[{"x":1},{"y":2}]})"},
+    {"ZRVS3TempAccessKey", R"({"AccessKeyId":"a","SecretAccessKey":"s","SessionToken":"t",
+        "AssumedRoleId":"AROA1:alice","Arn":"S3","Expiration":"Mon Nov 23 08:47:49 2026","Bucket":"b","Endpoint":"e"})"},
+    {"ZRVVersion", R"({"Name":"Console","Version":[1,2,3],"UpdateUrl":"u"})"},
+    {"ZRVVersions", R"({"Console":{"Name":"c"},"WindowsDesktop":{"Name":"w"},"WindowsVR":{"Name":"v"},
+        "Android":{"Name":"a"},"iOS":{"Name":"i"}})"},
+    {"ZRVMirrorServerInfo", R"({"meetingId":"m","serverId":"s","mirrorServerHost":"h","mirrorServerPort":7777,
+        "currentRole":"r"})"},
+};
+
+QJsonObject obj(const QByteArray &text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
+// All the ways a client reads a record or a list of them. What comes out, written and read
+// again, gives the same: a field that writes what it cannot read back, or that a reader leaves
+// half-set, shows here. Returns the first difference, or nothing.
+template <typename R>
+QString exercise(const QByteArray &bytes)
+{
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes);
+    R fromObject;
+    fromObject.fromJsonObject(doc.object());
+    for (const R &read : {R(QString::fromUtf8(bytes)), fromObject}) {
+        const R again(read.asJson());
+        if (again.asJsonObject() != read.asJsonObject() || again.isSet() != read.isSet())
+            return QStringLiteral("wrote %1, read back %2").arg(read.asJson(), again.asJson());
+    }
+    QList<R> list, listAgain;
+    fromJsonValue(list, QJsonValue(doc.array()));
+    fromJsonValue(listAgain, toJsonValue(list));
+    return toJsonValue(listAgain) == toJsonValue(list) ? QString() : QStringLiteral("list read back differs");
+}
+
+struct Kind {
+    QJsonObject (*readWrite)(const QString &);
+    QString (*hostile)(const QByteArray &);
+};
+template <typename R>
+Kind kind()
+{
+    return {[](const QString &text) { return R(text).asJsonObject(); }, exercise<R>};
+}
+#define KIND(ns, R) {#R, kind<ns::R>()}
+
+const QMap<QString, Kind> &kinds()
+{
+    static const QMap<QString, Kind> all{
+        KIND(Auth, ZRVAuth), KIND(Auth, ZRVUser), KIND(Auth, ZRVUserGroupAttribute), KIND(Auth, ZRVUserGroup),
+        KIND(Auth, ZRVUserGroups), KIND(Auth, ZRVGroupMembers), KIND(Auth, ZRVError), KIND(Meet, ZRVMeeting),
+        KIND(Meet, ZRVPresenter), KIND(Svc, ZRVDefCredentials), KIND(Svc, ZRVDefVector3), KIND(Svc, ZRVAsset),
+        KIND(Svc, ZRVAssetBundle), KIND(Svc, ZRVMirrorClientInfo), KIND(Svc, ZRVSpawnPoint),
+        KIND(Svc, ZRVMeetingInfo), KIND(Svc, ZRVBanlistEntry), KIND(Svc, ZRVMeetingCommand),
+        KIND(Svc, ZRVMeetingCommandResponse), KIND(Svc, ZRVS3TempAccessKey), KIND(Svc, ZRVVersion),
+        KIND(Svc, ZRVVersions), KIND(Svc, ZRVMirrorServerInfo)};
+    return all;
+}
+
+void collectKeys(const QJsonValue &value, QSet<QString> &keys)
+{
+    const QJsonObject object = value.toObject();
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        keys.insert(it.key());
+        collectKeys(it.value(), keys);
+    }
+    for (const QJsonValue &element : value.toArray())
+        collectKeys(element, keys);
+}
+
+// Every key the three services use, so that each field meets each wrong type.
+QByteArray everyKeyAs(const QJsonValue &value)
+{
+    QSet<QString> keys;
+    for (const auto &row : kEveryKey)
+        collectKeys(obj(row[1]), keys);
+    QJsonObject object;
+    for (const QString &key : keys)
+        object.insert(key, value);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
 class tst_ZrvRecords : public QObject {
     Q_OBJECT
 
 private slots:
     void everyKeyByValue_data();
     void everyKeyByValue();
-    void roundTrip_data();
-    void roundTrip();
-    void flagsAfterOddInput();
+    void readBack_data();
+    void readBack();
     void isValid_data();
     void isValid();
-    void setterAndCopy();
-    void nestedGroups();
+    void hostileInput_data();
+    void hostileInput();
 };
 
-namespace {
-
-using Writer = std::function<QJsonObject(const QString &)>;
-
-template <typename R>
-Writer through()
-{
-    return [](const QString &text) { return R(text).asJsonObject(); };
-}
-
-const QHash<QString, Writer> &writers()
-{
-    static const QHash<QString, Writer> all{
-        {"ZRVAuth", through<Auth::ZRVAuth>()},
-        {"ZRVUser", through<Auth::ZRVUser>()},
-        {"ZRVUserGroupAttribute", through<Auth::ZRVUserGroupAttribute>()},
-        {"ZRVUserGroup", through<Auth::ZRVUserGroup>()},
-        {"ZRVUserGroups", through<Auth::ZRVUserGroups>()},
-        {"ZRVGroupMembers", through<Auth::ZRVGroupMembers>()},
-        {"ZRVError", through<Auth::ZRVError>()},
-        {"ZRVMeeting", through<Meet::ZRVMeeting>()},
-        {"ZRVPresenter", through<Meet::ZRVPresenter>()},
-        {"ZRVDefCredentials", through<Svc::ZRVDefCredentials>()},
-        {"ZRVDefVector3", through<Svc::ZRVDefVector3>()},
-        {"ZRVAsset", through<Svc::ZRVAsset>()},
-        {"ZRVAssetBundle", through<Svc::ZRVAssetBundle>()},
-        {"ZRVMirrorClientInfo", through<Svc::ZRVMirrorClientInfo>()},
-        {"ZRVSpawnPoint", through<Svc::ZRVSpawnPoint>()},
-        {"ZRVMeetingInfo", through<Svc::ZRVMeetingInfo>()},
-        {"ZRVBanlistEntry", through<Svc::ZRVBanlistEntry>()},
-        {"ZRVMeetingCommand", through<Svc::ZRVMeetingCommand>()},
-        {"ZRVMeetingCommandResponse", through<Svc::ZRVMeetingCommandResponse>()},
-        {"ZRVS3TempAccessKey", through<Svc::ZRVS3TempAccessKey>()},
-        {"ZRVVersion", through<Svc::ZRVVersion>()},
-        {"ZRVVersions", through<Svc::ZRVVersions>()},
-        {"ZRVMirrorServerInfo", through<Svc::ZRVMirrorServerInfo>()},
-    };
-    return all;
-}
-
-QJsonObject obj(const QString &text)
-{
-    return QJsonDocument::fromJson(text.toUtf8()).object();
-}
-
-} // namespace
-
-// Each record with every key of its wire table, values chosen so that a wrong key, a wrong
-// field type (text for a number, int for a 64-bit size, ...) or a missing field changes
-// what comes back.
 void tst_ZrvRecords::everyKeyByValue_data()
 {
     QTest::addColumn<QString>("record");
-    QTest::addColumn<QString>("input");
-
-    QTest::newRow("ZRVAuth") << "ZRVAuth" << R"({"access_token":"at","expires_in":8589934593,
-        "refresh_expires_in":8589934594,"refresh_token":"rt","token_type":"Bearer","not-before-policy":7,
-        "session_state":"ss","scope":"profile email"})";
-    QTest::newRow("ZRVUser") << "ZRVUser" << R"({"id":"u1","userId":"presenter","company":"Brenvik",
-        "firstName":"Petra","lastName":"Presenter","email":"p@x","phone":"+47","status":"active",
-        "roles":["ZRV_Presenter","ZRV_User"],"created":"2025-03-01"})";
-    QTest::newRow("ZRVUserGroupAttribute") << "ZRVUserGroupAttribute" << R"({"key":"Modus","value":["MINIO","S3"]})";
-    QTest::newRow("ZRVUserGroup") << "ZRVUserGroup" << R"({"id":"g","name":"S3_Config_Minio",
-        "attributes":[{"key":"k","value":["v"]}],"subGroups":[{"id":"s","name":"sub"}]})";
-    QTest::newRow("ZRVUserGroups") << "ZRVUserGroups" << R"({"userId":"u","groups":[{"id":"g","name":"n"}]})";
-    QTest::newRow("ZRVGroupMembers") << "ZRVGroupMembers" << R"({"groupId":"g","members":[{"id":"u1","userId":"x"}]})";
-    QTest::newRow("ZRVError") << "ZRVError" << R"({"code":404,"message":"m","source":"s","file":"f.cpp","func":"fn","line":12})";
-    QTest::newRow("ZRVMeeting") << "ZRVMeeting" << R"({"id":8589934593,"meetingId":"wdr7k2m4","title":"t",
-        "password":"p","description":"d","creatorId":"c1","creator":"presenter","created":"2026-11-02",
-        "modified":"2026-11-20","license":"endless","status":"active","audioMode":1,"audioMode3D":10,
-        "chatMode":2,"presenter":{"name":"P","email":"e"}})";
-    QTest::newRow("ZRVPresenter") << "ZRVPresenter" << R"({"name":"P","email":"e"})";
-    QTest::newRow("ZRVDefCredentials") << "ZRVDefCredentials" << R"({"User":"u","Pass":"p"})";
-    QTest::newRow("ZRVDefVector3") << "ZRVDefVector3" << R"({"x":0.5,"y":-2.25,"z":1024.75})";
-    QTest::newRow("ZRVAsset") << "ZRVAsset" << R"({"Id":3,"MeetingId":"m","Name":"n","Mode":1,"StgHost":"h",
-        "StgBucket":"b","StgRelPath":"r","StgSize":8589934593,"StgPreSgnPath":"ps","StgChecksum":"cs",
-        "StgCredentials":{"User":"u","Pass":"p"},"Position":{"x":1.5},"Rotation":{"y":90},"Scale":{"z":2}})";
-    QTest::newRow("ZRVAssetBundle") << "ZRVAssetBundle" << R"({"Id":"ab-1","UserId":"u","UserName":"un","Name":"n",
-        "Mode":2,"StgRelPath":"r","StgSize":[8589934593,2],"StgPreSgnPath":["a","b"],"StgChecksums":["c","d"]})";
-    QTest::newRow("ZRVMirrorClientInfo") << "ZRVMirrorClientInfo" << R"({"Id":4,"Alias":"a","currentRole":"Presenter",
-        "MeetingId":"m","IP":167772161,"HostName":"h","voiceEnabled":true,"voiceIsTalking":false,
-        "Credentials":{"User":"u"}})";
-    QTest::newRow("ZRVSpawnPoint") << "ZRVSpawnPoint" << R"({"Id":0,"PlayerId":2,"MeetingId":"m","Name":"Start",
-        "Position":{"x":1},"Rotation":{"y":2}})";
-    QTest::newRow("ZRVMeetingInfo") << "ZRVMeetingInfo" << R"({"meetingId":"m","statusMirror":1,
-        "endingTime":"Mon Nov 23 08:47:49 2026 GMT","licenseMode":1,"licenseCountAttendees":25,"voiceMode":1,
-        "voiceMode3D":10,"chatMode":1,"clients":[{"Id":1}],"assets":[{"Id":2}],"assetBundles":[{"Id":"ab"}],
-        "spawnPoints":[{"Id":0}]})";
-    QTest::newRow("ZRVBanlistEntry") << "ZRVBanlistEntry" << R"({"Id":1,"Mode":3,"Filename":"f","Checksum":"c"})";
-    QTest::newRow("ZRVMeetingCommand") << "ZRVMeetingCommand" << R"({"meetingId":"m","command":"KickPlayer","params":["1","2"]})";
-    QTest::newRow("ZRVMeetingCommandResponse") << "ZRVMeetingCommandResponse" << R"({"command":"GetPlayerPos",
-        "meetingId":"m","sList":["s"],"vList":[{"x":1},{"y":2}]})";
-    QTest::newRow("ZRVS3TempAccessKey") << "ZRVS3TempAccessKey" << R"({"AccessKeyId":"a","SecretAccessKey":"s",
-        "SessionToken":"t","AssumedRoleId":"AROA1:alice","Arn":"S3","Expiration":"Mon Nov 23 08:47:49 2026",
-        "Bucket":"b","Endpoint":"e"})";
-    QTest::newRow("ZRVVersion") << "ZRVVersion" << R"({"Name":"Console","Version":[1,2,3],"UpdateUrl":"u"})";
-    QTest::newRow("ZRVVersions") << "ZRVVersions" << R"({"Console":{"Name":"c"},"WindowsDesktop":{"Name":"w"},
-        "WindowsVR":{"Name":"v"},"Android":{"Name":"a"},"iOS":{"Name":"i"}})";
-    QTest::newRow("ZRVMirrorServerInfo") << "ZRVMirrorServerInfo" << R"({"meetingId":"m","serverId":"s",
-        "mirrorServerHost":"h","mirrorServerPort":7777,"currentRole":"r"})";
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("output");
+    QCOMPARE(int(std::size(kEveryKey)), kinds().size());
+    for (const auto &row : kEveryKey)
+        QTest::newRow(row[0]) << row[0] << QByteArray(row[1]) << QByteArray(row[1]);
 }
 
 void tst_ZrvRecords::everyKeyByValue()
 {
     QFETCH(QString, record);
-    QFETCH(QString, input);
-    QVERIFY2(writers().contains(record), qPrintable(record));
-    QCOMPARE(writers().value(record)(input), obj(input));
+    QFETCH(QByteArray, input);
+    QFETCH(QByteArray, output);
+    QVERIFY2(kinds().contains(record), qPrintable(record));
+    QCOMPARE(kinds().value(record).readWrite(QString::fromUtf8(input)), obj(output));
 }
 
-// A record read from a reply writes back exactly what it could read.
-void tst_ZrvRecords::roundTrip_data()
+// A record read from a reply writes back exactly what it could read, by the conversion rules
+// of its field types.
+void tst_ZrvRecords::readBack_data()
 {
     QTest::addColumn<QString>("record");
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("output");
-
-    QTest::newRow("unknown keys dropped") << "ZRVUser" << R"({"id":"1","extra":5})" << R"({"id":"1"})";
-    QTest::newRow("roles empty array left out") << "ZRVUser" << R"({"roles":[]})" << "{}";
-    QTest::newRow("created not ISO left out") << "ZRVUser" << R"({"id":"1","created":"03/04/2024"})"
-                                              << R"({"id":"1"})";
-    QTest::newRow("null field left out") << "ZRVUser" << R"({"email":null,"phone":"1"})"
-                                         << R"({"phone":"1"})";
-    QTest::newRow("nested position only x") << "ZRVAsset" << R"({"Id":3,"Position":{"x":1.5}})"
-                                            << R"({"Id":3,"Position":{"x":1.5}})";
-    QTest::newRow("nested position with nothing readable left out")
-        << "ZRVAsset" << R"({"Id":3,"Position":{"x":"1"},"Scale":{}})" << R"({"Id":3})";
-    QTest::newRow("float narrowed then widened") << "ZRVAsset" << R"({"Rotation":{"y":0.1}})"
-                                                 << R"({"Rotation":{"y":0.10000000149011612}})";
-    QTest::newRow("meeting presenter partial") << "ZRVMeeting" << R"({"presenter":{"email":"p@x"}})"
-                                               << R"({"presenter":{"email":"p@x"}})";
-    QTest::newRow("bad list element keeps its place, written empty")
-        << "ZRVMeetingCommandResponse" << R"({"vList":[{"x":1},5,{"z":2}]})"
-        << R"({"vList":[{"x":1},{},{"z":2}]})";
-    QTest::newRow("root array gives empty record") << "ZRVMeeting" << R"([{"id":1}])" << "{}";
-    QTest::newRow("text cut at first zero byte") << "ZRVMeeting" << QString::fromUtf8("{\"id\":1}\0garbage", 16)
-                                                 << R"({"id":1})";
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("output");
+    const auto row = [](const char *name, const char *record, const char *in, const char *out) {
+        QTest::newRow(name) << record << QByteArray(in) << QByteArray(out);
+    };
+    row("unknown keys dropped", "ZRVUser", R"({"id":"1","extra":5})", R"({"id":"1"})");
+    row("null field left out", "ZRVUser", R"({"email":null,"phone":"1"})", R"({"phone":"1"})");
+    row("empty list left out", "ZRVUser", R"({"roles":[]})", "{}");
+    row("text list takes other elements as text, null as empty", "ZRVUser", R"({"roles":["a",1,null,"b"]})",
+        R"({"roles":["a","1","","b"]})");
+    row("date: ISO read", "ZRVMeeting", R"({"created":"2024-02-29"})", R"({"created":"2024-02-29"})");
+    row("date: no such day left out", "ZRVMeeting", R"({"created":"2023-02-29"})", "{}");
+    row("date: local form left out", "ZRVMeeting", R"({"created":"29.02.2024"})", "{}");
+    row("date: number left out", "ZRVMeeting", R"({"created":20240229})", "{}");
+    row("text from a large number has six digits", "ZRVMeeting", R"({"title":1500000000})", R"({"title":"1.5e+09"})");
+    row("text from true", "ZRVMeeting", R"({"title":true})", R"({"title":"true"})");
+    row("text from object left out", "ZRVMeeting", R"({"title":{"a":1}})", "{}");
+    row("int from digit text is 0", "ZRVMeeting", R"({"audioMode":"12"})", R"({"audioMode":0})");
+    row("int from fraction is 0", "ZRVMeeting", R"({"audioMode":2.5})", R"({"audioMode":0})");
+    row("int beyond 32 bits is 0", "ZRVMeeting", R"({"audioMode":5000000000})", R"({"audioMode":0})");
+    row("64-bit from digit text", "ZRVMeeting", R"({"id":"12"})", R"({"id":12})");
+    row("64-bit from unreadable text is 0", "ZRVMeeting", R"({"id":"abc"})", R"({"id":0})");
+    row("int list null element keeps its place", "ZRVVersion", R"({"Version":[null,4]})", R"({"Version":[0,4]})");
+    row("float narrowed then widened", "ZRVDefVector3", R"({"y":0.1})", R"({"y":0.10000000149011612})");
+    row("float from text refused", "ZRVDefVector3", R"({"x":"0.1","z":1})", R"({"z":1})");
+    row("bool from 1 refused", "ZRVMirrorClientInfo", R"({"voiceEnabled":1})", "{}");
+    row("nested record with nothing readable left out", "ZRVAsset", R"({"Id":3,"Position":{"x":"1"},"Scale":{}})",
+        R"({"Id":3})");
+    row("list given as one object left out", "ZRVMeetingInfo", R"({"meetingId":"m","assets":{"Id":1}})",
+        R"({"meetingId":"m"})");
+    row("bad list element keeps its place, written empty", "ZRVMeetingCommandResponse",
+        R"({"vList":[{"x":1},5,{"z":2}]})", R"({"vList":[{"x":1},{},{"z":2}]})");
+    row("root array gives empty record", "ZRVMeeting", R"([{"id":1}])", "{}");
+    QTest::newRow("text cut at first zero byte") << "ZRVMeeting" << QByteArray("{\"id\":1}\0garbage", 16)
+                                                 << QByteArray(R"({"id":1})");
 }
 
-void tst_ZrvRecords::roundTrip()
+void tst_ZrvRecords::readBack()
 {
-    QFETCH(QString, record);
-    QFETCH(QString, input);
-    QFETCH(QString, output);
-    QVERIFY2(writers().contains(record), qPrintable(record));
-    QCOMPARE(writers().value(record)(input), obj(output));
-}
-
-void tst_ZrvRecords::flagsAfterOddInput()
-{
-    const Auth::ZRVUser missing(R"({"id":"1"})");
-    QVERIFY(!missing.is_roles_Set());
-    QVERIFY(!missing.is_roles_Valid());
-    const Auth::ZRVUser empty(R"({"roles":[],"created":"yesterday"})");
-    QVERIFY(empty.is_roles_Set());
-    QVERIFY(empty.is_roles_Valid());
-    QVERIFY(!empty.isSet());
-    QVERIFY(!empty.is_created_Set());
-    QVERIFY(!empty.getCreated().isValid());
-
-    // A list given as one object: empty, not valid, and left out.
-    const Svc::ZRVMeetingInfo info(R"({"meetingId":"m","assets":{"Id":1}})");
-    QVERIFY(!info.is_assets_Valid());
-    QVERIFY(!info.is_assets_Set());
-    QVERIFY(info.getAssets().isEmpty());
-    QCOMPARE(info.asJsonObject(), obj(R"({"meetingId":"m"})"));
-
-    // A failed read keeps what the field held before.
-    Svc::ZRVAsset kept;
-    kept.setName(QStringLiteral("before"));
-    kept.fromJsonObject(obj(R"({"Name":{"a":1}})"));
-    QCOMPARE(kept.getName(), QStringLiteral("before"));
-    QVERIFY(!kept.is_name_Set());
-    QVERIFY(!kept.is_name_Valid());
+    everyKeyByValue(); // same columns, same check
 }
 
 void tst_ZrvRecords::isValid_data()
 {
-    QTest::addColumn<QString>("record");
     QTest::addColumn<QString>("input");
-    QTest::addColumn<bool>("valid");
+    QTest::addColumn<bool>("token");
+    QTest::addColumn<bool>("error");
 
     const QString token = R"({"access_token":"a","expires_in":300,"refresh_expires_in":1800,"refresh_token":"r",)"
                           R"("token_type":"Bearer","not-before-policy":0,"session_state":"s")";
-    QTest::newRow("token complete") << "ZRVAuth" << token + R"(,"scope":"email"})" << true;
-    QTest::newRow("token without scope") << "ZRVAuth" << token + "}" << false;
-    QTest::newRow("token with null scope") << "ZRVAuth" << token + R"(,"scope":null})" << false;
-    QTest::newRow("token times as text still valid") << "ZRVAuth" << R"({"access_token":"a",
-        "expires_in":"300","refresh_expires_in":"x","refresh_token":"r","token_type":"Bearer",
-        "not-before-policy":"0","session_state":"s","scope":""})" << true;
-    QTest::newRow("token empty body") << "ZRVAuth" << "" << false;
-    QTest::newRow("error with required fields") << "ZRVError" << R"({"code":404,"message":"m","source":"s"})" << true;
-    QTest::newRow("error without source") << "ZRVError" << R"({"code":404,"message":"m","file":"f","line":3})" << false;
-    QTest::newRow("error code as object") << "ZRVError" << R"({"code":{},"message":"m","source":"s"})" << false;
-    QTest::newRow("error empty") << "ZRVError" << "{}" << false;
-    QTest::newRow("record without required fields always valid") << "ZRVUser" << "{}" << true;
+    QTest::newRow("token complete") << token + R"(,"scope":"email"})" << true << false;
+    QTest::newRow("token without scope") << token + "}" << false << false;
+    QTest::newRow("token with null scope") << token + R"(,"scope":null})" << false << false;
+    QTest::newRow("token times as text still valid") << R"({"access_token":"a","expires_in":"300",
+        "refresh_expires_in":"x","refresh_token":"r","token_type":"Bearer","not-before-policy":"0",
+        "session_state":"s","scope":""})" << true << false;
+    QTest::newRow("empty body") << "" << false << false;
+    QTest::newRow("error with required fields") << R"({"code":404,"message":"m","source":"s"})" << false << true;
+    QTest::newRow("error without source") << R"({"code":404,"message":"m","file":"f","line":3})" << false << false;
+    QTest::newRow("error code as object") << R"({"code":{},"message":"m","source":"s"})" << false << false;
 }
 
 void tst_ZrvRecords::isValid()
 {
-    QFETCH(QString, record);
     QFETCH(QString, input);
-    QFETCH(bool, valid);
-    QCOMPARE(record == "ZRVAuth"    ? Auth::ZRVAuth(input).isValid()
-             : record == "ZRVError" ? Auth::ZRVError(input).isValid()
-                                    : Auth::ZRVUser(input).isValid(),
-             valid);
+    QFETCH(bool, token);
+    QFETCH(bool, error);
+    QCOMPARE(Auth::ZRVAuth(input).isValid(), token);
+    QCOMPARE(Auth::ZRVError(input).isValid(), error);
+    QVERIFY(Auth::ZRVUser(input).isValid()); // no required fields
 }
 
-void tst_ZrvRecords::setterAndCopy()
+void tst_ZrvRecords::hostileInput_data()
 {
-    Svc::ZRVAsset asset;
-    asset.setScale(Svc::ZRVDefVector3());
-    asset.setStgCredentials(Svc::ZRVDefCredentials());
-    QVERIFY(asset.is_scale_Set());
-    QVERIFY(!asset.isSet()); // nested records count by their own isSet
-    QCOMPARE(asset.asJsonObject(), QJsonObject());
-    Svc::ZRVDefVector3 position;
-    position.setX(2.0f);
-    asset.setPosition(position);
-    QVERIFY(asset.isSet());
-    asset.setStgSize(7);
-    QVERIFY(asset.is_stg_size_Set());
-    QVERIFY(!asset.is_stg_size_Valid());
-
-    Svc::ZRVAsset copy = asset;
-    position.setX(9.0f);
-    asset.setPosition(position);
-    QCOMPARE(copy.getPosition().getX(), 2.0f);
-    QCOMPARE(copy.asJsonObject(), obj(R"({"StgSize":7,"Position":{"x":2}})"));
-
-    Auth::ZRVAuth token;
-    token.setNotBeforePolicy(3);
-    const QString text = token.asJson();
-    QVERIFY(text.endsWith('\n'));
-    QVERIFY(text.contains("\n    \"not-before-policy\": 3\n"));
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("not JSON") << QByteArray("<html>502 Bad Gateway</html>");
+    QTest::newRow("truncated record") << QByteArray(R"({"Id":3,"Position":{"x":1.5,"y":)");
+    QTest::newRow("truncated list") << QByteArray(R"([{"meetingId":"a"},{"meetingId":)");
+    QTest::newRow("zero byte inside") << QByteArray("{\"Name\":\"a\0b\"}", 14);
+    QTest::newRow("invalid UTF-8") << QByteArray("{\"Name\":\"\xff\xfe\xc3\"}");
+    QTest::newRow("root scalar") << QByteArray("42");
+    QTest::newRow("array of scalars") << QByteArray(R"([1,"a",null,true,[]])");
+    QTest::newRow("deep arrays") << (QByteArray(3000, '[') + QByteArray(3000, ']'));
+    QTest::newRow("deep objects") << (QByteArray("{\"Position\":").repeated(2000) + "1" + QByteArray(2000, '}'));
+    QTest::newRow("every key null") << everyKeyAs(QJsonValue::Null);
+    QTest::newRow("every key true") << everyKeyAs(true);
+    // Large, yet finite as a float too: JSON has no infinity to write back.
+    QTest::newRow("every key huge number") << everyKeyAs(1e30);
+    QTest::newRow("every key negative fraction") << everyKeyAs(-2.5);
+    QTest::newRow("every key impossible date") << everyKeyAs(QStringLiteral("2024-13-45"));
+    QTest::newRow("every key an ISO date") << everyKeyAs(QStringLiteral("2024-02-29"));
+    QTest::newRow("every key empty object") << everyKeyAs(QJsonObject());
+    QTest::newRow("every key mixed array")
+        << everyKeyAs(QJsonArray{1, "a", QJsonValue::Null, QJsonObject{{"x", "y"}}, QJsonArray{}});
+    QTest::newRow("every key nested object")
+        << everyKeyAs(QJsonObject{{"x", QJsonArray{}}, {"subGroups", QJsonObject{}}, {"Version", "1"}});
+    QTest::newRow("list of hostile objects") << ("[" + everyKeyAs(QJsonArray{QJsonObject{}}) + "," + everyKeyAs(7) + "]");
 }
 
-void tst_ZrvRecords::nestedGroups()
+// The sanitizers turn any memory or UB fault on the way into a failure too.
+void tst_ZrvRecords::hostileInput()
 {
-    QString text = R"({"id":"leaf","attributes":[{"key":"k","value":["v1","v2"]}]})";
-    for (int level = 0; level < 6; ++level)
-        text = QStringLiteral(R"({"id":"g%1","subGroups":[%2]})").arg(level).arg(text);
-    const Auth::ZRVUserGroups groups(QStringLiteral(R"({"userId":"u","groups":[%1]})").arg(text));
-
-    Auth::ZRVUserGroup group = groups.getGroups().value(0);
-    for (int level = 5; level >= 0; --level) {
-        QCOMPARE(group.getId(), QStringLiteral("g%1").arg(level));
-        QVERIFY(group.is_sub_groups_Valid());
-        QCOMPARE(group.getSubGroups().size(), 1);
-        group = group.getSubGroups().at(0);
+    QFETCH(QByteArray, bytes);
+    for (auto it = kinds().begin(); it != kinds().end(); ++it) {
+        const QString fault = it->hostile(bytes);
+        QVERIFY2(fault.isEmpty(), qPrintable(it.key() + ": " + fault));
     }
-    QCOMPARE(group.getId(), QStringLiteral("leaf"));
-    QCOMPARE(group.getAttributes().value(0).getValue(), (QList<QString>{"v1", "v2"}));
-    QCOMPARE(groups.asJsonObject(), obj(QStringLiteral(R"({"userId":"u","groups":[%1]})").arg(text)));
 }
 
 QTEST_GUILESS_MAIN(tst_ZrvRecords)
