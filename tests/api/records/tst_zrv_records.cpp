@@ -3,6 +3,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QtTest>
 
 #include "ZRVAssetBundle.h"
@@ -28,8 +29,8 @@ namespace {
 // Each record with every key of its wire table, values chosen so that a wrong key, a wrong
 // field type (text for a number, int for a 64-bit size, ...) or a missing field shows.
 const char *const kEveryKey[][2] = {
-    {"ZRVAuth", R"({"access_token":"at","expires_in":8589934593,"refresh_expires_in":8589934594,
-        "refresh_token":"rt","token_type":"Bearer","not-before-policy":7,"session_state":"ss","scope":"profile email"})"},
+    {"ZRVAuth", R"({"access_token":"at","expires_in":8589934593,"refresh_expires_in":8589934594,"refresh_token":"rt",
+        "token_type":"Bearer","not-before-policy":7,"session_state":"ss","scope":"profile email"})"},
     {"ZRVUser", R"({"id":"u1","userId":"presenter","company":"Brenvik","firstName":"Petra","lastName":"Presenter",
         "email":"p@x","phone":"+47","status":"active","roles":["ZRV_Presenter","ZRV_User"],"created":"2025-03-01"})"},
     {"ZRVUserGroupAttribute", R"({"key":"Modus","value":["MINIO","S3"]})"},
@@ -117,26 +118,15 @@ const QMap<QString, Kind> &kinds()
     return all;
 }
 
-void collectKeys(const QJsonValue &value, QSet<QString> &keys)
-{
-    const QJsonObject object = value.toObject();
-    for (auto it = object.begin(); it != object.end(); ++it) {
-        keys.insert(it.key());
-        collectKeys(it.value(), keys);
-    }
-    for (const QJsonValue &element : value.toArray())
-        collectKeys(element, keys);
-}
-
 // Every key the three services use, so that each field meets each wrong type.
 QByteArray everyKeyAs(const QJsonValue &value)
 {
-    QSet<QString> keys;
-    for (const auto &row : kEveryKey)
-        collectKeys(obj(row[1]), keys);
     QJsonObject object;
-    for (const QString &key : keys)
-        object.insert(key, value);
+    for (const auto &row : kEveryKey) {
+        auto keys = QRegularExpression("\"([^\"]+)\":").globalMatch(row[1]);
+        while (keys.hasNext())
+            object.insert(keys.next().captured(1), value);
+    }
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
@@ -227,15 +217,13 @@ void tst_ZrvRecords::isValid_data()
     QTest::addColumn<QString>("input");
     QTest::addColumn<bool>("token");
     QTest::addColumn<bool>("error");
-
     const QString token = R"({"access_token":"a","expires_in":300,"refresh_expires_in":1800,"refresh_token":"r",)"
                           R"("token_type":"Bearer","not-before-policy":0,"session_state":"s")";
     QTest::newRow("token complete") << token + R"(,"scope":"email"})" << true << false;
     QTest::newRow("token without scope") << token + "}" << false << false;
     QTest::newRow("token with null scope") << token + R"(,"scope":null})" << false << false;
-    QTest::newRow("token times as text still valid") << R"({"access_token":"a","expires_in":"300",
-        "refresh_expires_in":"x","refresh_token":"r","token_type":"Bearer","not-before-policy":"0",
-        "session_state":"s","scope":""})" << true << false;
+    QTest::newRow("token times as text still valid") << R"({"access_token":"a","expires_in":"300","refresh_expires_in":"x",
+        "refresh_token":"r","token_type":"Bearer","not-before-policy":"0","session_state":"s","scope":""})" << true << false;
     QTest::newRow("empty body") << "" << false << false;
     QTest::newRow("error with required fields") << R"({"code":404,"message":"m","source":"s"})" << false << true;
     QTest::newRow("error without source") << R"({"code":404,"message":"m","file":"f","line":3})" << false << false;
