@@ -18,7 +18,7 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 build=${ZRV_BUILD_DIR:-$top/build-run}
 out=$top/docs/screenshots
 user=${ZRV_SHOT_USER:-presenter}
-# Reaches xdotool through a pipe from printf, a builtin: never on a command line.
+# Reaches the sign-in on stdin: never on a command line.
 password=${ZRV_SHOT_PASSWORD:-presenter123}
 pictures=(login main-window meeting-editor meeting-create storage-assets asset-bundles
   spawn-points s3-transfer export service-log banlist nextcloud)
@@ -51,7 +51,7 @@ shot_login() {
 }
 
 shot_main-window() {
-  sign_in
+  signed_in_session
   local main
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   # The meetings arrive a moment after the window does; the running meeting
@@ -64,7 +64,7 @@ shot_main-window() {
 
 shot_meeting-editor() {
   local main editor
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   # The running meeting's row, then Modify (Alt+M) opens the editor with it.
   click_in "$main" 300 164
@@ -76,7 +76,7 @@ shot_meeting-editor() {
 
 shot_meeting-create() {
   local main editor
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   xdotool windowfocus --sync "$main" key alt+c
   editor=$(wait_window '^Create a new Meeting$')
@@ -87,7 +87,7 @@ shot_meeting-create() {
 
 shot_storage-assets() {
   local main
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   # The running meeting for its components, the models folder, its second file.
   click_in "$main" 300 164
@@ -100,7 +100,7 @@ shot_storage-assets() {
 
 shot_asset-bundles() {
   local main
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   click_in "$main" 300 164
   click_in "$main" 106 379
@@ -113,7 +113,7 @@ shot_asset-bundles() {
 
 shot_spawn-points() {
   local main points editor xy
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   wait_for 20 window_settled "$main" || true
   click_in "$main" 300 164
@@ -135,7 +135,7 @@ shot_spawn-points() {
 
 shot_s3-transfer() {
   local main chooser
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   wait_for 20 window_settled "$main" || true
   # Zeros in a sparse file: large enough to be still on its way for the picture.
@@ -147,8 +147,10 @@ shot_s3-transfer() {
   width=$(xdotool getwindowgeometry --shell "$main" | sed -n 's/^WIDTH=//p')
   click_in "$main" $((width - 151)) 52
   wait_for 10 window_settled "$main" || true
-  # The storage opens with a meeting selected; Upload with a folder.
+  # The storage opens with a meeting selected; an earlier picture may have
+  # left another tab in front of the S3 page. Upload with a folder.
   click_in "$main" 300 164
+  click_in "$main" 26 306
   wait_for 10 window_settled "$main" || true
   click_button "$main" docs
   wait_for 10 window_settled "$main" || true
@@ -165,7 +167,7 @@ shot_s3-transfer() {
 
 shot_nextcloud() {
   local main xy
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   wait_for 20 window_settled "$main" || true
   # The storage opens with a meeting selected: this user's only one.
@@ -176,7 +178,7 @@ shot_nextcloud() {
   wait_for 20 window_settled "$main" || true
   # The page asks for its server itself: the local one, as the cloud user.
   local dav
-  dav=$(sed -n 's|^ *WebDAV *\(http://[^/ ]*\)/remote.php.*|\1|p' "$work/stack.log" | head -n 1)
+  dav=$(sed -n 's|^ *WebDAV *\(http://[^/ ]*\)/remote.php.*|\1|p' "$xs_logs/stack.log" | head -n 1)
   [ -n "$dav" ] || fail "no WebDAV address in the platform's log"
   click_in "$main" 140 422
   xdotool type --delay 15 "$dav"
@@ -197,7 +199,7 @@ shot_nextcloud() {
 # buttons sit elsewhere than in the presenter's window.
 shot_export() {
   local main dialog
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   wait_for 20 window_settled "$main" || true
   click_in "$main" 300 164
@@ -210,9 +212,11 @@ shot_export() {
 
 shot_service-log() {
   local main viewer
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
-  click_button "$main" "Service Log"
+  # Tesseract splits this column's captions over lines; "Service" below the
+  # status line is the button.
+  click_button "$main" Service 0 150
   viewer=$(wait_window '^Service Logfile$')
   wait_for 20 window_settled "$viewer" || true
   take service-log "$viewer"
@@ -221,7 +225,7 @@ shot_service-log() {
 
 shot_banlist() {
   local main dialog
-  sign_in
+  signed_in_session
   main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
   click_button "$main" Banlist
   dialog=$(wait_window '^Banlist$')
@@ -232,66 +236,8 @@ shot_banlist() {
 
 # --- helpers ------------------------------------------------------------------
 
-# Clicks the button captioned $2 (right of x = $3, if given): its place comes
-# from the window's picture, read by tesseract at twice the size, since it
-# moves with the buttons a role shows.
-click_button() {
-  local xy
-  xy=$(text_at "$@") || fail "no button '$2' in the window"
-  # shellcheck disable=SC2086  # two numbers
-  click_in "$1" $xy
-}
-
-# Prints the middle of the words $2 in window $1 (right of x = $3, if given).
-text_at() {
-  local xy
-  import -window "$1" "$work/ocr.png" 2> /dev/null
-  convert "$work/ocr.png" -resize 200% "$work/ocr2.png"
-  xy=$(tesseract "$work/ocr2.png" - tsv 2> /dev/null | awk -F'\t' -v want="$2" -v minx="${3:-0}" '
-    BEGIN { n = split(want, w, " ") }
-    NR > 1 && $12 != "" && $7 >= 2 * minx {
-      words[++k] = $12; left[k] = $7; top[k] = $8; width[k] = $9; height[k] = $10
-    }
-    END {
-      for (i = 1; i + n - 1 <= k; i++) {
-        ok = 1
-        for (j = 1; j <= n; j++) if (words[i + j - 1] != w[j]) ok = 0
-        if (ok) {
-          last = i + n - 1
-          printf "%d %d\n", (left[i] + left[last] + width[last]) / 4, (top[i] + height[i] / 2) / 2
-          exit
-        }
-      }
-    }')
-  [ -n "$xy" ] || return 1
-  echo "$xy"
-}
-
-
-# Waits up to $1 seconds for the command after it to succeed.
-wait_for() {
-  local limit=$1
-  shift
-  local end=$((SECONDS + limit))
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || return 1
-    sleep 0.2
-  done
-}
-
-find_window() { xdotool search --onlyvisible --name "$1" 2> /dev/null | head -n 1; }
-has_window() { [ -n "$(find_window "$1")" ]; }
-
-# Prints the id of the visible window whose title matches $1, waiting for it.
-wait_window() {
-  wait_for 60 has_window "$1" || fail "no window matching '$1'"
-  find_window "$1"
-}
-
-# Without a window manager nothing gives a window the focus but us.
-click_in() {
-  xdotool windowfocus --sync "$1" mousemove --window "$1" "$2" "$3" click 1
-}
+# Clicks the button captioned $2 (places as for text_at).
+click_button() { click_text "$@" || fail "no button '$2' in the window"; }
 
 # Lets the window settle: the same picture twice in a row, a moment apart.
 window_settled() {
@@ -301,18 +247,11 @@ window_settled() {
   [ "$(compare -metric AE "$work/a.png" "$work/b.png" null: 2>&1 || true)" = 0 ]
 }
 
+# The first picture shows the login window; the others sign in when they need to.
 signed_in=0
-sign_in() {
+signed_in_session() {
   [ "$signed_in" = 0 ] || return 0
-  local login
-  login=$(wait_window '^Login$')
-  xdotool windowfocus --sync "$login"
-  xdotool type --delay 15 "$user"
-  xdotool key Tab
-  printf '%s' "$password" | xdotool type --delay 15 --file -
-  xdotool key Return
-  gone() { ! has_window '^Login$'; }
-  wait_for 30 gone || fail "the login window stayed open"
+  sign_in "$user" <<< "$password"
   signed_in=1
 }
 
@@ -325,9 +264,7 @@ take() {
 fail() {
   echo "screenshots: $*" >&2
   [ -z "${ZRV_SHOT_FAIL_PNG:-}" ] || import -window root "$ZRV_SHOT_FAIL_PNG" 2> /dev/null || true
-  for f in console.log stack.log; do
-    [ -f "$work/$f" ] && { echo "--- $f" >&2; tail -n 20 "$work/$f" >&2; }
-  done
+  xs_tail_logs
   exit 1
 }
 
@@ -347,39 +284,12 @@ fi
 console=$(find "$build/app" -name zarvo-console -type f -perm -u+x -print -quit)
 sim=$build/sim/zarvo-sim
 
-work=$(mktemp -d)
-xvfb_pid=""
-console_pid=""
-stack_up=0
-cleanup() {
-  local code=$?
-  trap - EXIT
-  [ -z "$console_pid" ] || kill "$console_pid" 2> /dev/null || true
-  [ "$stack_up" = 0 ] || ZRV_STACK_DIR=$work/stack timeout 60 bash "$top/platform/stack.sh" stop > /dev/null 2>&1 || true
-  [ -z "$xvfb_pid" ] || kill "$xvfb_pid" 2> /dev/null || true
-  rm -rf "$work"
-  exit "$code"
-}
-trap cleanup EXIT
-
-# The X server picks a free display itself and tells its number on a pipe.
-mkfifo "$work/displayfd"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3> "$work/displayfd" > "$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-display=""
-read -r -t 15 display < "$work/displayfd" || fail "Xvfb did not start"
-export DISPLAY=:$display
-# A caller may have asked for the offscreen platform; this console must draw on the X server.
-export QT_QPA_PLATFORM=xcb
-
-ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
-  timeout 120 bash "$top/platform/stack.sh" start > "$work/stack.log" 2>&1 || fail "the local platform did not start"
-stack_up=1
-
-# Window state goes to a folder of this run, not the user's.
-XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work \
-  "$console" -i "$work/stack/zarvo.ini" > "$work/console.log" 2>&1 &
-console_pid=$!
+xs_screen=1280x800
+# shellcheck source=scripts/lib/xsession.sh
+. "$top/scripts/lib/xsession.sh"
+xs_display || fail "Xvfb did not start"
+xs_stack
+console_start
 
 for picture in "${pictures[@]}"; do
   declare -F "shot_$picture" > /dev/null || fail "no picture named $picture (have: ${pictures[*]})"

@@ -30,7 +30,7 @@ max_growth=${ZRV_SOAK_MAX_GROWTH:-5120}
 max_fds=${ZRV_SOAK_MAX_FDS:-5}
 out=${ZRV_SOAK_OUT:-$build/soak}
 user=admin
-# Reaches xdotool through a pipe from printf, a builtin: never on a command line.
+# Reaches the sign-in on stdin: never on a command line.
 password=admin123
 duration=$(awk -v m="$minutes" 'BEGIN { printf "%d", m * 60 }')
 warmup=$(awk -v m="${ZRV_SOAK_WARMUP:-5}" -v d="$duration" 'BEGIN { w = m * 60; if (w > d / 2) w = d / 2; printf "%d", w }')
@@ -42,54 +42,8 @@ log() { echo "soak $(date -u +%H:%M:%S): $*"; }
 fail() {
   echo "soak: $*" >&2
   [ -z "${DISPLAY:-}" ] || import -window root "$out/failed.png" 2> /dev/null || true
-  for f in console.log stack.log; do
-    [ -f "$out/$f" ] && { echo "--- $f" >&2; tail -n 20 "$out/$f" >&2; }
-  done
+  xs_tail_logs
   exit 1
-}
-
-# Waits up to $1 seconds for the command after it to succeed.
-wait_for() {
-  local limit=$1
-  shift
-  local end=$((SECONDS + limit))
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || return 1
-    sleep 0.2
-  done
-}
-
-find_window() { xdotool search --onlyvisible --name "$1" 2> /dev/null | head -n 1; }
-has_window() { [ -n "$(find_window "$1")" ]; }
-wait_window() {
-  wait_for 60 has_window "$1" || fail "no window matching '$1'"
-  find_window "$1"
-}
-
-# Clicks the button captioned $2: its place is read from the window's picture
-# by tesseract at twice the size, since it moves with the buttons a role shows.
-# False while no such caption can be read.
-click_button() {
-  local xy
-  import -window "$1" "$work/ocr.png" 2> /dev/null
-  convert "$work/ocr.png" -resize 200% "$work/ocr2.png"
-  xy=$(tesseract "$work/ocr2.png" - tsv 2> /dev/null | awk -F'\t' -v want="$2" '
-    BEGIN { n = split(want, w, " ") }
-    NR > 1 && $12 != "" { words[++k] = $12; left[k] = $7; top[k] = $8; width[k] = $9; height[k] = $10 }
-    END {
-      for (i = 1; i + n - 1 <= k; i++) {
-        ok = 1
-        for (j = 1; j <= n; j++) if (words[i + j - 1] != w[j]) ok = 0
-        if (ok) {
-          last = i + n - 1
-          printf "%d %d\n", (left[i] + left[last] + width[last]) / 4, (top[i] + height[i] / 2) / 2
-          exit
-        }
-      }
-    }')
-  [ -n "$xy" ] || return 1
-  # shellcheck disable=SC2086  # two numbers
-  xdotool windowfocus --sync "$1" mousemove --window "$1" $xy click 1
 }
 
 # Names of the visible windows that are neither the main window nor the viewer.
@@ -137,66 +91,32 @@ sim=$build/sim/zarvo-sim
 [ -x "$console" ] && [ -x "$sim" ] || fail "no console or simulator in $build"
 
 mkdir -p "$out"
-work=$(mktemp -d)
-xvfb_pid=""
-console_pid=""
-stack_up=0
-cleanup() {
-  local code=$?
-  trap - EXIT INT TERM
-  [ -z "$console_pid" ] || kill "$console_pid" 2> /dev/null || true
-  [ "$stack_up" = 0 ] || ZRV_STACK_DIR=$work/stack timeout 60 bash "$top/platform/stack.sh" stop > /dev/null 2>&1 || true
-  [ -z "$xvfb_pid" ] || kill "$xvfb_pid" 2> /dev/null || true
-  rm -rf "$work"
-  exit "$code"
-}
-trap cleanup EXIT
+rm -f "$out/console.log"
+xs_screen=1280x800
+xs_logs=$out
+# shellcheck source=scripts/lib/xsession.sh
+. "$top/scripts/lib/xsession.sh"
 trap 'exit 1' INT TERM
-
-mkfifo "$work/displayfd"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3> "$work/displayfd" > "$out/xvfb.log" 2>&1 &
-xvfb_pid=$!
-display=""
-read -r -t 15 display < "$work/displayfd" || fail "Xvfb did not start"
-export DISPLAY=:$display
-# A caller may have asked for the offscreen platform; this console must draw on the X server.
-export QT_QPA_PLATFORM=xcb
-
+xs_display || fail "Xvfb did not start"
 # Refresh tokens outlive the run, so that no planned sign-in box interrupts
 # it; access tokens keep their usual lifetime and are renewed on the way.
-ZRV_STACK_DIR=$work/stack ZRV_SIM_BIN=$sim ZRV_STACK_SKIP_INSTALL=1 \
-  ZRV_REFRESH_LIFETIME=$((duration + 3600)) \
-  timeout 120 bash "$top/platform/stack.sh" start > "$out/stack.log" 2>&1 || fail "the local platform did not start"
-stack_up=1
-# shellcheck source=/dev/null
-source "$work/stack/stack.env"
+xs_stack ZRV_REFRESH_LIFETIME=$((duration + 3600))
 
 # Nobody touches the console during the run, and an inactive console stops
 # its poll: the inactivity time is put beyond the run's end.
 sed "s/^inactivitytime=.*/inactivitytime=$((duration + 600))/" "$work/stack/zarvo.ini" > "$work/soak.ini"
-XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work \
-  "$console" -i "$work/soak.ini" > "$out/console.log" 2>&1 &
-console_pid=$!
-
-login=$(wait_window '^Login$')
-xdotool windowfocus --sync "$login"
-xdotool type --delay 15 "$user"
-xdotool key Tab
-printf '%s' "$password" | xdotool type --delay 15 --file -
-xdotool key Return
-gone() { ! has_window '^Login$'; }
-wait_for 30 gone || fail "the login window stayed open"
-main=$(wait_window '^Zarvo Console [0-9]+\.[0-9]+$')
+console_start "$work/soak.ini"
+sign_in "$user" <<< "$password"
 log "signed in as $user, main window $main"
 
 # A screen-sized window spreads the buttons far enough apart to be read. The
 # running meeting is selected so that its members, which the simulator moves,
 # are shown and updated by every poll.
 xdotool windowmove --sync "$main" 0 0 windowsize --sync "$main" 1260 780 || true
-wait_for 40 click_button "$main" "Weekly" || log "the running meeting could not be selected"
+wait_for 40 click_text "$main" "Weekly" || log "the running meeting could not be selected"
 # The caption is looked for first; the place it has in a window of this size is the fallback.
-if ! wait_for 20 click_button "$main" "Service Log"; then
-  xdotool windowfocus --sync "$main" mousemove --window "$main" 68 307 click 1
+if ! wait_for 20 click_text "$main" Service 0 150; then
+  click_in "$main" 68 307
 fi
 viewer_open() { has_window '^Service Logfile$'; }
 viewer=open

@@ -79,7 +79,7 @@ double_click_word "$bundle" || fail "cannot double-click the bundle"
 wait_for 30 record_has "$first" "(.assetBundles | length) == 1 and .assetBundles[0].Name == \"$bundle\"" ||
   fail "the bundle did not reach the meeting"
 import -window root "$shot_dir/e2e-meeting-job-presenter.png" 2> /dev/null || true
-e2e_console_stop
+console_stop
 
 info "$first" > "$work/first.json"
 model_id=$(jq -e ".assets[] | select(.Name == \"$model\") | .Id" "$work/first.json") || fail "no id for $model"
