@@ -1,13 +1,12 @@
 #include "DavServer.h"
 
-#include <QElapsedTimer>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QProcessEnvironment>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
-#include <QUrl>
+
+#include <memory>
 
 DavServer::~DavServer()
 {
@@ -28,22 +27,12 @@ bool DavServer::start(const QString &root, const QString &users)
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.start("php", {"-d", "display_errors=stderr", "-S", QString("127.0.0.1:%1").arg(m_port),
                             qEnvironmentVariable("ZRV_SOURCE_DIR") + "/platform/webdav/router.php"});
-    if (!m_process.waitForStarted(10000))
-        return false;
     QNetworkAccessManager nam;
-    QElapsedTimer clock;
-    clock.start();
-    while (clock.elapsed() < 15000) {
-        QNetworkReply *reply = nam.get(QNetworkRequest(QUrl(url() + "/status.php")));
-        QSignalSpy done(reply, &QNetworkReply::finished);
-        done.wait(2000);
-        const bool up = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
-        delete reply;
-        if (up)
-            return true;
-        QTest::qWait(100);
-    }
-    return false;
+    return m_process.waitForStarted(10000) && QTest::qWaitFor([&] {
+               std::unique_ptr<QNetworkReply> reply(nam.get(QNetworkRequest(QUrl(url() + "/status.php"))));
+               QSignalSpy(reply.get(), &QNetworkReply::finished).wait(2000);
+               return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+           }, 15000);
 }
 
 void DavServer::stop()

@@ -6,36 +6,38 @@
 #include <QDialogButtonBox>
 #include <QEvent>
 
+namespace {
+
+// As a user's Escape would: a message box's escape button, else reject.
+void closeWidget(QWidget *modal)
+{
+    auto *box = qobject_cast<QMessageBox *>(modal);
+    if (box && box->escapeButton())
+        box->escapeButton()->click();
+    else if (auto *dialog = qobject_cast<QDialog *>(modal))
+        dialog->reject();
+    else
+        modal->close();
+}
+
+} // namespace
+
 ModalAnswerer::ModalAnswerer(QObject *parent) : QObject(parent)
 {
     m_poll.setInterval(20);
     connect(&m_poll, &QTimer::timeout, this, &ModalAnswerer::poll);
 }
 
-ModalAnswerer::~ModalAnswerer()
-{
-    disarm();
-}
-
 void ModalAnswerer::pressButton(QMessageBox::StandardButton button)
 {
-    Answer a;
-    a.button = button;
-    m_answers.enqueue(a);
-}
-
-void ModalAnswerer::pressButtonText(const QString &text)
-{
-    Answer a;
-    a.buttonText = text;
-    m_answers.enqueue(a);
-}
-
-void ModalAnswerer::handle(const std::function<void(QWidget *)> &handler)
-{
-    Answer a;
-    a.handler = handler;
-    m_answers.enqueue(a);
+    handle([button](QWidget *modal) {
+        auto *box = qobject_cast<QMessageBox *>(modal);
+        // A button that is not there: close rather than wait forever.
+        if (box && box->button(button))
+            box->button(button)->click();
+        else
+            closeWidget(modal);
+    });
 }
 
 void ModalAnswerer::arm(int giveUpMs)
@@ -46,29 +48,12 @@ void ModalAnswerer::arm(int giveUpMs)
     m_poll.start();
 }
 
-void ModalAnswerer::disarm()
-{
-    m_poll.stop();
-}
-
 bool ModalAnswerer::eventFilter(QObject *watched, QEvent *event)
 {
     // Once hidden, the same dialog shown again is a new question.
     if (watched == m_current && event->type() == QEvent::Hide)
         m_current = nullptr;
     return QObject::eventFilter(watched, event);
-}
-
-void ModalAnswerer::closeWidget(QWidget *modal)
-{
-    // As a user's Escape would: a message box's escape button, else reject.
-    auto *box = qobject_cast<QMessageBox *>(modal);
-    if (box && box->escapeButton())
-        box->escapeButton()->click();
-    else if (auto *dialog = qobject_cast<QDialog *>(modal))
-        dialog->reject();
-    else
-        modal->close();
 }
 
 void ModalAnswerer::poll()
@@ -86,17 +71,9 @@ void ModalAnswerer::poll()
         return;
     m_current = modal;
     modal->installEventFilter(this);
-    answer(modal);
-}
 
-void ModalAnswerer::answer(QWidget *modal)
-{
-    Seen seen;
-    seen.className = QString::fromLatin1(modal->metaObject()->className());
-    seen.objectName = modal->objectName();
-    seen.title = modal->windowTitle();
-    auto *box = qobject_cast<QMessageBox *>(modal);
-    if (box) {
+    Seen seen{QString::fromLatin1(modal->metaObject()->className()), modal->windowTitle(), {}, {}};
+    if (auto *box = qobject_cast<QMessageBox *>(modal)) {
         seen.text = box->text();
         // Layout order, as the user sees them, rather than creation order.
         if (auto *buttonBox = box->findChild<QDialogButtonBox *>()) {
@@ -104,36 +81,9 @@ void ModalAnswerer::answer(QWidget *modal)
                 seen.buttons.append(b->text());
         }
     }
-
-    if (m_answers.isEmpty()) {
-        m_seen.append(seen);
-        closeWidget(modal);
-        return;
-    }
-    const Answer a = m_answers.dequeue();
-    seen.answered = true;
     m_seen.append(seen);
-
-    if (a.handler) {
-        a.handler(modal);
-        return;
-    }
-    if (box) {
-        QAbstractButton *target = nullptr;
-        if (a.button != QMessageBox::NoButton)
-            target = box->button(a.button);
-        if (!target && !a.buttonText.isEmpty()) {
-            for (QAbstractButton *b : box->buttons()) {
-                if (b->text() == a.buttonText)
-                    target = b;
-            }
-        }
-        if (target) {
-            target->click();
-            return;
-        }
-    }
-    // A button that is not there: note it and close, rather than wait forever.
-    m_seen.last().answered = false;
-    closeWidget(modal);
+    if (m_answers.isEmpty())
+        closeWidget(modal);
+    else
+        m_answers.dequeue()(modal);
 }

@@ -5,7 +5,6 @@
 #include <QList>
 #include <QPair>
 #include <QProcess>
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -13,25 +12,22 @@
 
 // A throw-away S3 store on 127.0.0.1 for tests: moto_server from PATH, or the
 // npm s3rver when moto is missing. Requests made here are unsigned, which the
-// store accepts as long as its access checks are off. On Linux the store ends
-// with the test process, however that ends.
+// store accepts while its access checks are off. On Linux the store ends with
+// the test process, however that ends.
 class MotoServer
 {
 public:
     MotoServer() = default;
-    ~MotoServer();
-
+    ~MotoServer() { stop(); }
     MotoServer(const MotoServer &) = delete;
     MotoServer &operator=(const MotoServer &) = delete;
 
-    // Starts the store on a free port and waits (bounded) until it answers.
-    // With `openActions` >= 0 (moto only) the store checks signatures and
-    // access once that many requests have been served.
+    // Starts on a free port and waits (bounded) until it answers. With
+    // `openActions` >= 0 (moto only) the store checks signatures and access
+    // once that many requests have been served.
     bool start(QString *error = nullptr, int openActions = -1);
     void stop();
-    bool isRunning() const;
-
-    QString endpoint() const;
+    QString endpoint() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
     quint16 port() const { return m_port; }
     bool isMoto() const { return m_moto; }
 
@@ -39,29 +35,24 @@ public:
     // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
     int openMultipartUploads(const QString &bucket);
     QStringList openUploadIds(const QString &bucket, bool *ok);
-    qint64 processId() const;
     // A new IAM user allowed everything, and its key pair (moto only; costs
     // three of the open actions).
     bool createAccessKey(QString *id, QString *secret);
-    // Forgets every bucket and object (moto only).
-    bool reset();
+    bool reset(); // forgets every bucket and object (moto only)
 
-    // One unsigned request; returns the HTTP status (0 when nothing came back).
+    // One unsigned request; the HTTP status, 0 when nothing came back.
     int request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body = QByteArray(),
-                QByteArray *reply = nullptr, const QByteArray &service = "s3");
+                QByteArray *reply = nullptr, const QByteArray &service = "s3",
+                QList<QPair<QByteArray, QByteArray>> *headers = nullptr);
 
-    // Objects seeded and read over plain HTTP, without the storage library, so
-    // that what a test's subject did is checked apart from how it did it.
+    // Objects seeded and read without the storage library, so that what a
+    // test's subject did is checked apart from how it did it.
     bool putObject(const QString &bucket, const QString &key, const QByteArray &data);
     bool hasObject(const QString &bucket, const QString &key);
     QByteArray getObject(const QString &bucket, const QString &key); // null when absent
     QByteArray objectHeader(const QString &bucket, const QString &key, const QByteArray &name);
 
 private:
-    int send(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body, QByteArray *reply,
-             const QByteArray &service, QList<QPair<QByteArray, QByteArray>> *headers);
-    static QString objectPath(const QString &bucket, const QString &key);
-
     std::unique_ptr<QProcess> m_process;
     std::unique_ptr<QTemporaryDir> m_dataDir;
     quint16 m_port = 0;

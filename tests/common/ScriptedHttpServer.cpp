@@ -6,6 +6,8 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
+
 QByteArray RecordedRequest::header(const QByteArray &name) const
 {
     for (const auto &pair : headers) {
@@ -17,11 +19,8 @@ QByteArray RecordedRequest::header(const QByteArray &name) const
 
 bool RecordedRequest::hasHeader(const QByteArray &name) const
 {
-    for (const auto &pair : headers) {
-        if (pair.first.compare(name, Qt::CaseInsensitive) == 0)
-            return true;
-    }
-    return false;
+    return std::any_of(headers.begin(), headers.end(),
+                       [&](const auto &pair) { return pair.first.compare(name, Qt::CaseInsensitive) == 0; });
 }
 
 QList<QByteArray> RecordedRequest::headerNames() const
@@ -34,12 +33,16 @@ QList<QByteArray> RecordedRequest::headerNames() const
 
 ScriptedHttpServer::ScriptedHttpServer(QObject *parent) : QObject(parent)
 {
-    connect(&m_server, &QTcpServer::newConnection, this, &ScriptedHttpServer::onNewConnection);
-}
-
-ScriptedHttpServer::~ScriptedHttpServer()
-{
-    stop();
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            m_buffers.insert(socket, QByteArray());
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onReadyRead(socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                m_buffers.remove(socket);
+                socket->deleteLater();
+            });
+        }
+    });
 }
 
 bool ScriptedHttpServer::start()
@@ -50,8 +53,7 @@ bool ScriptedHttpServer::start()
 void ScriptedHttpServer::stop()
 {
     m_server.close();
-    const QList<QTcpSocket *> sockets = m_sockets;
-    m_sockets.clear();
+    const QList<QTcpSocket *> sockets = m_buffers.keys();
     m_buffers.clear();
     for (QTcpSocket *socket : sockets) {
         socket->disconnect(this);
@@ -60,75 +62,17 @@ void ScriptedHttpServer::stop()
     }
 }
 
-quint16 ScriptedHttpServer::port() const
-{
-    return m_server.serverPort();
-}
-
-QString ScriptedHttpServer::baseUrl() const
-{
-    return QStringLiteral("http://127.0.0.1:%1").arg(port());
-}
-
-void ScriptedHttpServer::enqueueRaw(const QByteArray &raw, int delayMs)
-{
-    Step step;
-    step.raw = raw;
-    step.delayMs = delayMs;
-    m_script.enqueue(step);
-}
-
-QByteArray ScriptedHttpServer::buildResponse(int status,
-                                             const QList<QPair<QByteArray, QByteArray>> &headers,
+QByteArray ScriptedHttpServer::buildResponse(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                                              const QByteArray &body, bool withLength)
 {
     QByteArray raw = "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\n";
-    bool hasLength = false;
     for (const auto &pair : headers) {
-        if (pair.first.compare("content-length", Qt::CaseInsensitive) == 0)
-            hasLength = true;
+        withLength = withLength && pair.first.compare("content-length", Qt::CaseInsensitive) != 0;
         raw += pair.first + ": " + pair.second + "\r\n";
     }
-    if (withLength && !hasLength)
+    if (withLength)
         raw += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
-    raw += "Connection: close\r\n\r\n";
-    return raw + body;
-}
-
-void ScriptedHttpServer::enqueue(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
-                                 const QByteArray &body, int delayMs, bool withLength)
-{
-    enqueueRaw(buildResponse(status, headers, body, withLength), delayMs);
-}
-
-void ScriptedHttpServer::enqueueJson(int status, const QByteArray &body, int delayMs)
-{
-    enqueue(status, {{"Content-Type", "application/json"}}, body, delayMs);
-}
-
-void ScriptedHttpServer::enqueueClose()
-{
-    Step step;
-    step.action = Action::Close;
-    m_script.enqueue(step);
-}
-
-void ScriptedHttpServer::enqueueHang()
-{
-    Step step;
-    step.action = Action::Hang;
-    m_script.enqueue(step);
-}
-
-RecordedRequest ScriptedHttpServer::lastRequest() const
-{
-    return m_requests.isEmpty() ? RecordedRequest() : m_requests.last();
-}
-
-void ScriptedHttpServer::clear()
-{
-    m_requests.clear();
-    m_script.clear();
+    return raw + "Connection: close\r\n\r\n" + body;
 }
 
 bool ScriptedHttpServer::waitForRequests(int count, int timeoutMs)
@@ -139,92 +83,47 @@ bool ScriptedHttpServer::waitForRequests(int count, int timeoutMs)
     return m_requests.size() >= count;
 }
 
-void ScriptedHttpServer::onNewConnection()
-{
-    while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-        m_sockets.append(socket);
-        m_buffers.insert(socket, QByteArray());
-        connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onReadyRead(socket); });
-        connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
-            m_sockets.removeAll(socket);
-            m_buffers.remove(socket);
-            socket->deleteLater();
-        });
-    }
-}
-
 void ScriptedHttpServer::onReadyRead(QTcpSocket *socket)
 {
-    if (!m_buffers.contains(socket))
-        return;
-    QByteArray &buffer = m_buffers[socket];
-    buffer += socket->readAll();
-
     // A connection may carry several requests when a client keeps it alive.
-    for (;;) {
+    while (m_buffers.contains(socket)) {
+        QByteArray &buffer = m_buffers[socket];
+        buffer += socket->readAll();
         const int headEnd = buffer.indexOf("\r\n\r\n");
         if (headEnd < 0)
             return;
         const QList<QByteArray> lines = buffer.left(headEnd).split('\n');
         RecordedRequest request;
         request.requestLine = lines.value(0).trimmed();
-        const QList<QByteArray> parts = request.requestLine.split(' ');
-        request.method = parts.value(0);
-        request.target = parts.value(1);
-        qint64 length = 0;
-        for (int i = 1; i < lines.size(); ++i) {
-            QByteArray line = lines.at(i);
-            if (line.endsWith('\r'))
-                line.chop(1);
+        request.method = request.requestLine.split(' ').value(0);
+        request.target = request.requestLine.split(' ').value(1);
+        int length = 0;
+        for (const QByteArray &line : lines.mid(1)) {
             const int colon = line.indexOf(':');
             if (colon <= 0)
                 continue;
-            const QByteArray name = line.left(colon);
-            const QByteArray value = line.mid(colon + 1).trimmed();
-            request.headers.append(qMakePair(name, value));
-            if (name.compare("content-length", Qt::CaseInsensitive) == 0)
-                length = value.toLongLong();
+            request.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
+            if (line.left(colon).compare("content-length", Qt::CaseInsensitive) == 0)
+                length = request.headers.last().second.toInt();
         }
         if (buffer.size() < headEnd + 4 + length)
             return;
-        request.body = buffer.mid(headEnd + 4, int(length));
-        buffer.remove(0, headEnd + 4 + int(length));
+        request.body = buffer.mid(headEnd + 4, length);
+        buffer.remove(0, headEnd + 4 + length);
         m_requests.append(request);
-        emit requestReceived();
-        reply(socket);
-        if (!m_buffers.contains(socket))
-            return;
-    }
-}
 
-void ScriptedHttpServer::reply(QTcpSocket *socket)
-{
-    Step step;
-    if (m_script.isEmpty())
-        step.raw = buildResponse(599, {{"Content-Type", "text/plain"}}, "no scripted response");
-    else
-        step = m_script.dequeue();
-
-    switch (step.action) {
-    case Action::Hang:
-        return;
-    case Action::Close:
-        m_buffers.remove(socket);
-        socket->disconnectFromHost();
-        return;
-    case Action::Answer:
-        break;
+        const auto step = m_script.isEmpty()
+            ? qMakePair(buildResponse(599, {{"Content-Type", "text/plain"}}, "no scripted response"), 0)
+            : m_script.dequeue();
+        if (step.first.isNull())
+            continue; // left hanging
+        const QPointer<QTcpSocket> guard(socket);
+        const auto send = [this, guard, raw = step.first] {
+            if (guard && m_buffers.contains(guard.data())) {
+                guard->write(raw);
+                guard->disconnectFromHost();
+            }
+        };
+        step.second > 0 ? QTimer::singleShot(step.second, this, send) : send();
     }
-    const QPointer<QTcpSocket> guard(socket);
-    const QByteArray raw = step.raw;
-    auto send = [this, guard, raw] {
-        if (!guard || !m_sockets.contains(guard.data()))
-            return;
-        guard->write(raw);
-        guard->disconnectFromHost();
-    };
-    if (step.delayMs > 0)
-        QTimer::singleShot(step.delayMs, this, send);
-    else
-        send();
 }

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <QByteArray>
 #include <QHash>
-#include <QHostAddress>
 #include <QList>
-#include <QObject>
 #include <QPair>
 #include <QQueue>
-#include <QString>
 #include <QTcpServer>
 
 class QTcpSocket;
@@ -24,8 +20,7 @@ struct RecordedRequest {
     // First value of a header, name compared without case; null when absent.
     QByteArray header(const QByteArray &name) const;
     bool hasHeader(const QByteArray &name) const;
-    // Names only, in arrival order and in the case sent.
-    QList<QByteArray> headerNames() const;
+    QList<QByteArray> headerNames() const; // in arrival order and in the case sent
 };
 
 // A loopback HTTP/1.1 server that answers from a per-test script, so that a
@@ -35,60 +30,48 @@ class ScriptedHttpServer : public QObject {
     Q_OBJECT
 
 public:
-    enum class Action { Answer, Close, Hang };
-
     explicit ScriptedHttpServer(QObject *parent = nullptr);
-    ~ScriptedHttpServer() override;
+    ~ScriptedHttpServer() override { stop(); }
 
-    // Listens on 127.0.0.1 at a free port.
-    bool start();
+    bool start(); // 127.0.0.1, a free port
     void stop();
-    quint16 port() const;
-    // "http://127.0.0.1:<port>"
-    QString baseUrl() const;
+    quint16 port() const { return m_server.serverPort(); }
+    QString baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
 
-    // Queue the raw bytes of one reply, sent after delayMs once a request arrived.
-    void enqueueRaw(const QByteArray &raw, int delayMs = 0);
-    // Queue a reply built from its parts; Content-Length is added unless the
-    // caller gives its own (compared without case) or withLength is false.
-    void enqueue(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
-                 const QByteArray &body, int delayMs = 0, bool withLength = true);
-    // Queue a JSON reply with "Content-Type: application/json".
-    void enqueueJson(int status, const QByteArray &body, int delayMs = 0);
-    // The next request's connection is closed without a byte of answer.
-    void enqueueClose();
+    // The raw bytes of one reply, sent delayMs after its request arrived.
+    void enqueueRaw(const QByteArray &raw, int delayMs = 0) { m_script.enqueue({raw, delayMs}); }
+    // Content-Length is added unless the caller gives its own (any case) or withLength is false.
+    void enqueue(int status, const QList<QPair<QByteArray, QByteArray>> &headers, const QByteArray &body,
+                 int delayMs = 0, bool withLength = true)
+    {
+        enqueueRaw(buildResponse(status, headers, body, withLength), delayMs);
+    }
+    void enqueueJson(int status, const QByteArray &body, int delayMs = 0)
+    {
+        enqueue(status, {{"Content-Type", "application/json"}}, body, delayMs);
+    }
     // The next request gets no answer; the connection stays open until stop.
-    void enqueueHang();
+    void enqueueHang() { m_script.enqueue({QByteArray(), 0}); }
 
     static QByteArray buildResponse(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                                     const QByteArray &body, bool withLength = true);
 
     QList<RecordedRequest> requests() const { return m_requests; }
-    RecordedRequest lastRequest() const;
+    RecordedRequest lastRequest() const { return m_requests.value(m_requests.size() - 1); }
     int requestCount() const { return m_requests.size(); }
-    int pendingScripts() const { return m_script.size(); }
-    void clear();
-
+    void clear()
+    {
+        m_requests.clear();
+        m_script.clear();
+    }
     // Runs the event loop until count requests arrived or timeoutMs passed.
     bool waitForRequests(int count, int timeoutMs = 5000);
 
-signals:
-    void requestReceived();
-
 private:
-    struct Step {
-        Action action = Action::Answer;
-        QByteArray raw;
-        int delayMs = 0;
-    };
-
-    void onNewConnection();
     void onReadyRead(QTcpSocket *socket);
-    void reply(QTcpSocket *socket);
 
     QTcpServer m_server;
-    QQueue<Step> m_script;
+    QQueue<QPair<QByteArray, int>> m_script; // a reply (null: none) and its delay
     QList<RecordedRequest> m_requests;
-    QList<QTcpSocket *> m_sockets;
-    QHash<QTcpSocket *, QByteArray> m_buffers;
+    QHash<QTcpSocket *, QByteArray> m_buffers; // the open connections
 };
