@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
-#include <QNetworkReply>
 #include <QPair>
 #include <QProcess>
 #include <QString>
@@ -15,11 +14,8 @@ class SimProcess
 public:
     struct Reply
     {
-        int status = -1;
-        QNetworkReply::NetworkError error = QNetworkReply::NoError;
+        int status = -1; // 0 when no reply came
         QByteArray body;
-        QList<QNetworkReply::RawHeaderPair> headers;
-        QByteArray header(const QByteArray &exactName) const;
         QJsonObject object() const;
     };
 
@@ -32,21 +28,15 @@ public:
     bool start(const QStringList &args, QString *error);
     // SIGTERM and wait; the exit code, or -1 when it crashed or had to be killed.
     int stop();
-
     int port() const { return m_port; }
-    qint64 pid() const;
-    QString url(const QString &path) const;
-    // Resident set size from /proc, in kilobytes; -1 when unreadable.
-    qint64 rssKb() const;
 
     // One bounded HTTP exchange, for admin endpoints and wire-level checks.
     Reply request(const QByteArray &verb, const QString &path, const QByteArray &body = QByteArray(),
                   const QList<QPair<QByteArray, QByteArray>> &headers = {}, int timeoutMs = 10000) const;
     Reply admin(const QByteArray &verb, const QString &path, const QJsonObject &body = QJsonObject()) const;
-    // Logs in over the wire and returns the access token, or empty.
+    // Logs in over the wire: the token reply, or empty. token() is its access token.
+    QJsonObject signIn(const QString &login, const QString &password) const;
     QString token(const QString &login, const QString &password) const;
-
-    static QString executable();
 
 private:
     QProcess m_process;
