@@ -20,21 +20,15 @@ SimProcess::~SimProcess()
 bool SimProcess::start(const QStringList &args, QString *error)
 {
     m_process.start(QStringLiteral(ZARVO_SIM_PATH), QStringList{"--port", "0", "--die-with-parent"} + args);
+    const QDeadlineTimer deadline(20000);
+    while (!m_process.canReadLine() && m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime()))))
+        ;
     static const QRegularExpression line(QStringLiteral("^zarvo-sim listening on http://127\\.0\\.0\\.1:(\\d+)\\n$"));
-    QDeadlineTimer deadline(20000);
-    while (!deadline.hasExpired() && m_process.waitForStarted(10000)) {
-        if (m_process.canReadLine()) {
-            const QString seen = QString::fromUtf8(m_process.readLine());
-            m_port = line.match(seen).captured(1).toInt();
-            *error = QStringLiteral("unexpected first line: %1").arg(seen);
-            return m_port > 0;
-        }
-        if (m_process.state() == QProcess::NotRunning)
-            break;
-        m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
-    }
-    *error = QStringLiteral("no listening line (%1); stderr: %2").arg(m_process.errorString(), QString::fromUtf8(m_process.readAllStandardError()));
-    return false;
+    const QString seen = QString::fromUtf8(m_process.readLine());
+    m_port = line.match(seen).captured(1).toInt();
+    *error = QStringLiteral("no listening line (%1) but \"%2\"; stderr: %3")
+                 .arg(m_process.errorString(), seen, QString::fromUtf8(m_process.readAllStandardError()));
+    return m_port > 0;
 }
 
 int SimProcess::stop()
