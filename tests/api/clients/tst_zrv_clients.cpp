@@ -29,14 +29,15 @@ struct Clients {
     {
         auth.addHeaders("Content-Type", kForm);
         auth.addHeaders("Authorization", "Bearer tok");
-        auto asJson = [](auto &api) {
-            api.addHeaders("Content-Type", kJson);
+        auto asJson = [](auto &api, bool contentType) {
+            if (contentType)
+                api.addHeaders("Content-Type", kJson);
             api.addHeaders("accept", kJson);
             api.addHeaders("Authorization", "Bearer tok");
         };
-        asJson(meeting);
-        asJson(service);
-        asJson(bundle);
+        asJson(meeting, true);
+        asJson(service, false); // as the main window has it: bodies get their type from the worker
+        asJson(bundle, true);
     }
     Auth::ZRVAuthApi auth;
     Meet::ZRVMeetingApi meeting;
@@ -44,17 +45,14 @@ struct Clients {
     Svc::ZRVAssetBundleApi bundle;
 };
 
+// Summaries as text, records and lists as compact JSON.
 QString show(const QString &text) { return text; }
 QString show(int number) { return QString::number(number); }
-template <typename R>
-QString show(const R &record)
+template <typename T>
+QString show(const T &value)
 {
-    return QJsonDocument(record.asJsonObject()).toJson(QJsonDocument::Compact);
-}
-template <typename R>
-QString show(const QList<R> &list)
-{
-    return QJsonDocument(toJsonValue(list).toArray()).toJson(QJsonDocument::Compact);
+    const QJsonValue json = toJsonValue(value);
+    return (json.isArray() ? QJsonDocument(json.toArray()) : QJsonDocument(json.toObject())).toJson(QJsonDocument::Compact);
 }
 
 // What one request ended with: "<ok or error type> <summary> @<status>[ | <error text behind the comma>]".
@@ -92,21 +90,15 @@ struct Outcome {
     }
 };
 
-template <typename Api, typename Ok, typename OkFull, typename Err, typename ErrFull>
-void watch(Api *api, Outcome *o, Ok ok, OkFull okFull, Err err, ErrFull errFull)
-{
-    QObject::connect(api, ok, [o](const auto &...summary) { o->first("ok", summary...); });
-    QObject::connect(api, err, [o](const auto &...args) { o->failed(args...); });
-    QObject::connect(api, okFull, [o](auto *worker, const auto &...) { o->full(worker); });
-    QObject::connect(api, errFull, [o](auto *worker, const auto &...) { o->full(worker); });
-}
-
 using Call = std::function<void(Clients &, Outcome &)>;
-#define OP(api, op, ...)                                                                                  \
-    Call([](Clients &c, Outcome &o) {                                                                     \
-        using Api = decltype(c.api);                                                                      \
-        watch(&c.api, &o, &Api::op##Signal, &Api::op##SignalFull, &Api::op##SignalE, &Api::op##SignalEFull); \
-        c.api.op(__VA_ARGS__);                                                                            \
+#define OP(api, op, ...)                                                                                          \
+    Call([](Clients &c, Outcome &o) {                                                                             \
+        using Api = decltype(c.api);                                                                              \
+        QObject::connect(&c.api, &Api::op##Signal, [&o](const auto &...summary) { o.first("ok", summary...); }); \
+        QObject::connect(&c.api, &Api::op##SignalE, [&o](const auto &...args) { o.failed(args...); });         \
+        QObject::connect(&c.api, &Api::op##SignalFull, [&o](auto *worker, const auto &...) { o.full(worker); }); \
+        QObject::connect(&c.api, &Api::op##SignalEFull, [&o](auto *worker, const auto &...) { o.full(worker); }); \
+        c.api.op(__VA_ARGS__);                                                                                    \
     })
 
 // Exactly one pair of signals fires per request.
@@ -130,7 +122,6 @@ private slots:
     void request();
     void reply_data();
     void reply();
-    void abortDropsRequests();
 
 private:
     std::unique_ptr<ScriptedHttpServer> m_server;
@@ -214,8 +205,10 @@ void TestClients::request()
         QCOMPARE(request.body, body);
     }
     const bool auth = requestLine.contains(" /base/auth/");
-    // A DELETE has no body, so the worker sends it as a form whatever the client's header says.
-    QCOMPARE(request.header("Content-Type"), auth || requestLine.startsWith("DELETE") ? kForm : kJson);
+    const bool serviceGet = requestLine.startsWith("GET /base/zrv/svc/") && !requestLine.contains("/assetbundle");
+    // A DELETE has no body, so it goes as a form whatever the client's header says; a GET keeps the header it has.
+    QCOMPARE(request.header("Content-Type"),
+             auth || requestLine.startsWith("DELETE") ? kForm : serviceGet ? QByteArray() : kJson);
     QCOMPARE(request.headerNames().contains("accept"), !auth);
     QCOMPARE(request.header("User-Agent"), QByteArray("OpenAPI-Generator/1.0.0/cpp-qt5"));
     QCOMPARE(request.header("Accept-Encoding"), QByteArray("identity"));
@@ -297,26 +290,6 @@ void TestClients::reply()
     QVERIFY2(run(port, call, out, reply == "hang" ? 150 : 0), qPrintable(out.text));
     QCOMPARE(out.text, outcome);
     QVERIFY(out.errorTextFirst);
-}
-
-void TestClients::abortDropsRequests()
-{
-    // Both would be answered after a short delay, had the abort not come.
-    m_server->enqueueJson(200, "[]", 200);
-    m_server->enqueueJson(200, "[]", 200);
-    Clients clients(m_server->port());
-    Outcome out;
-    OP(service, serviceMeetings)(clients, out);
-    clients.service.serviceMeetings();
-    QVERIFY(m_server->waitForRequests(2, 5000));
-    emit clients.service.abortRequestsSignal();
-    // The replies are due after 200 ms; give them three times that to show up.
-    QVERIFY(!QTest::qWaitFor([&] { return out.pairs + out.fulls > 0; }, 600));
-    QCOMPARE(clients.service.findChildren<Svc::ZRVHttpRequestWorker *>().size(), 0);
-
-    m_server->enqueueJson(200, "[]"); // the client stays usable
-    clients.service.serviceMeetings();
-    QTRY_COMPARE_WITH_TIMEOUT(out.text, QString("ok [] @200"), 5000);
 }
 
 QTEST_GUILESS_MAIN(TestClients)

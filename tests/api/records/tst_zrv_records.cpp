@@ -140,8 +140,6 @@ private slots:
     void everyKeyByValue();
     void readBack_data();
     void readBack();
-    void isValid_data();
-    void isValid();
     void hostileInput_data();
     void hostileInput();
 };
@@ -210,34 +208,6 @@ void tst_ZrvRecords::readBack_data()
 void tst_ZrvRecords::readBack()
 {
     everyKeyByValue(); // same columns, same check
-}
-
-void tst_ZrvRecords::isValid_data()
-{
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<bool>("token");
-    QTest::addColumn<bool>("error");
-    const QString token = R"({"access_token":"a","expires_in":300,"refresh_expires_in":1800,"refresh_token":"r",)"
-                          R"("token_type":"Bearer","not-before-policy":0,"session_state":"s")";
-    QTest::newRow("token complete") << token + R"(,"scope":"email"})" << true << false;
-    QTest::newRow("token without scope") << token + "}" << false << false;
-    QTest::newRow("token with null scope") << token + R"(,"scope":null})" << false << false;
-    QTest::newRow("token times as text still valid") << R"({"access_token":"a","expires_in":"300","refresh_expires_in":"x",
-        "refresh_token":"r","token_type":"Bearer","not-before-policy":"0","session_state":"s","scope":""})" << true << false;
-    QTest::newRow("empty body") << "" << false << false;
-    QTest::newRow("error with required fields") << R"({"code":404,"message":"m","source":"s"})" << false << true;
-    QTest::newRow("error without source") << R"({"code":404,"message":"m","file":"f","line":3})" << false << false;
-    QTest::newRow("error code as object") << R"({"code":{},"message":"m","source":"s"})" << false << false;
-}
-
-void tst_ZrvRecords::isValid()
-{
-    QFETCH(QString, input);
-    QFETCH(bool, token);
-    QFETCH(bool, error);
-    QCOMPARE(Auth::ZRVAuth(input).isValid(), token);
-    QCOMPARE(Auth::ZRVError(input).isValid(), error);
-    QVERIFY(Auth::ZRVUser(input).isValid()); // no required fields
 }
 
 void tst_ZrvRecords::hostileInput_data()

@@ -1,5 +1,5 @@
-// One HTTP exchange of the worker against the scripted server: what the clients never send
-// (bodies on GET and DELETE), multipart bodies, what a reply leaves behind, and the time-out.
+// One HTTP exchange of the worker against the scripted server: multipart bodies, what a reply
+// leaves behind, and the time-out. The clients' tests pin the request layout per verb.
 
 #include <QTemporaryDir>
 #include <QTextCodec>
@@ -15,8 +15,6 @@ class TestHttpWorker : public QObject {
 
 private slots:
     void init();
-    void layout_data();
-    void layout();
     void multipart();
     void attachment_data();
     void attachment();
@@ -42,37 +40,6 @@ void TestHttpWorker::init()
 {
     m_server.reset(new ScriptedHttpServer);
     QVERIFY(m_server->start());
-}
-
-void TestHttpWorker::layout_data()
-{
-    QTest::addColumn<QString>("verb");
-    QTest::addColumn<QByteArray>("contentType"); // of the input's headers
-    QTest::addColumn<QByteArray>("request");     // request line, Content-Type and body as they arrive
-
-    QTest::newRow("GET never carries a body") << "GET" << QByteArray() << QByteArray("GET /w | application/json | ");
-    QTest::newRow("DELETE drops a prepared body") << "DELETE" << QByteArray() << QByteArray("DELETE /w | application/json | ");
-    QTest::newRow("body without header gets json") << "POST" << QByteArray() << QByteArray("POST /w | application/json | {}");
-    QTest::newRow("body keeps the header's type") << "PUT" << QByteArray("text/plain") << QByteArray("PUT /w | text/plain | {}");
-    QTest::newRow("other verbs go as they are") << "MKCOL" << QByteArray() << QByteArray("MKCOL /w | application/json | {}");
-}
-
-void TestHttpWorker::layout()
-{
-    QFETCH(QString, verb);
-    QFETCH(QByteArray, contentType);
-    QFETCH(QByteArray, request);
-
-    m_server->enqueueJson(200, "{}");
-    ZRVHttpRequestWorker worker;
-    QVERIFY(run(worker, verb, [&](ZRVHttpRequestInput &input) {
-        input.requestBody = "{}";
-        if (!contentType.isEmpty())
-            input.headers.insert("Content-Type", contentType);
-    }));
-    QCOMPARE(worker.error_type, QNetworkReply::NoError);
-    const RecordedRequest sent = m_server->lastRequest();
-    QCOMPARE(sent.requestLine.chopped(9) + " | " + sent.header("Content-Type") + " | " + sent.body, request);
 }
 
 void TestHttpWorker::multipart()
