@@ -44,15 +44,15 @@ QStringList partialsOf(const QString &target)
     return fi.dir().entryList({fi.fileName() + ".*.part"}, QDir::Files);
 }
 
-// What `op` threw; code -1 when nothing.
-QAWSException thrown(const std::function<void()> &op)
+// What `op` threw, as "code name: message"; empty when nothing.
+QString thrown(const std::function<void()> &op)
 {
     try {
         op();
     } catch (const QAWSException &ex) {
-        return ex;
+        return QStringLiteral("%1 %2: %3").arg(ex.code).arg(ex.name, ex.message);
     }
-    return QAWSException(-1, QString(), QString());
+    return QString();
 }
 
 bool answers(quint16 port)
@@ -80,8 +80,6 @@ private slots:
     void listing_data();
     void listing();
     void infoAnsweredFromListing();
-    void failures_data();
-    void failures();
     void signedAgainstCheckingStore_data();
     void signedAgainstCheckingStore();
     void interrupted_data();
@@ -119,21 +117,13 @@ void TestStorage_S3::initTestCase()
 
     // Many small objects at once, so that listing has to page.
     QNetworkAccessManager nam;
-    int pending = 0;
-    int failed = 0;
+    int done = 0;
     for (int i = 0; i < 1100; ++i) {
         m_manyKeys << QStringLiteral("many/%1.bin").arg(i, 5, 10, QLatin1Char('0'));
-        QNetworkReply *r = nam.put(QNetworkRequest(QUrl(m_moto.endpoint() + "/many/" + m_manyKeys.last())),
-                                   QByteArray::number(i));
-        ++pending;
-        connect(r, &QNetworkReply::finished, r, [r, &pending, &failed] {
-            failed += r->error() != QNetworkReply::NoError;
-            --pending;
-            r->deleteLater();
-        });
+        connect(nam.put(QNetworkRequest(QUrl(m_moto.endpoint() + "/many/" + m_manyKeys.last())), QByteArray::number(i)),
+                &QNetworkReply::finished, [&done] { ++done; });
     }
-    QTRY_COMPARE_WITH_TIMEOUT(pending, 0, 60000);
-    QCOMPARE(failed, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(done, m_manyKeys.size(), 60000);
 
     // Leftovers of an earlier run, planted before any library object exists.
     QVERIFY(QDir().mkpath(TransferJournal::directory()));
@@ -331,43 +321,10 @@ void TestStorage_S3::infoAnsweredFromListing()
     QCOMPARE(Storage_S3::requestCount() - before, quint64(0));
     // A delete forgets what the listing said: the store is asked, and says no.
     s3->DeleteObject(kManyBucket, keys.first());
-    QCOMPARE(thrown([&] { s3->GetObjectInfo(kManyBucket, keys.first()); }).code, 404);
-}
-
-void TestStorage_S3::failures_data()
-{
-    QTest::addColumn<QString>("endpoint");
-    QTest::addColumn<QString>("bucket");
-    QTest::addColumn<QString>("key"); // empty: a listing
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("listing a missing bucket") << QString() << "no-such-bucket" << QString() << 404 << "NoSuchBucket"
-                                              << "The specified bucket does not exist";
-    QTest::newRow("info of a missing object") << QString() << kBucket << "not/there" << 404 << "NotFound"
-                                              << "The bucket or object does not exist.";
-    QTest::newRow("no address at all") << "::" << kBucket << QString() << 3 << "TransportError"
-                                       << "Listing \"store\": URL using bad/illegal format or missing URL";
-}
-
-void TestStorage_S3::failures()
-{
-    QFETCH(QString, endpoint);
-    QFETCH(QString, bucket);
-    QFETCH(QString, key);
-    QFETCH(QString, message);
-    Storage_S3 s3(MINIO, endpoint.isEmpty() ? m_moto.endpoint() : endpoint, "test", "test");
-    QStringList keys;
-    const QAWSException ex = thrown([&] {
-        if (key.isEmpty())
-            s3.ListObjects(bucket, QString(), keys);
-        else
-            s3.GetObjectInfo(bucket, key);
-    });
-    QCOMPARE(ex.message, message);
-    QCOMPARE(QString::fromUtf8(ex.what()), message);
-    QTEST(ex.name, "name");
-    QTEST(ex.code, "code");
+    QCOMPARE(thrown([&] { s3->GetObjectInfo(kManyBucket, keys.first()); }),
+             "404 NotFound: The bucket or object does not exist.");
+    QCOMPARE(thrown([&] { s3->ListObjects("no-such-bucket", QString(), keys); }),
+             "404 NoSuchBucket: The specified bucket does not exist");
 }
 
 void TestStorage_S3::signedAgainstCheckingStore_data()
@@ -396,15 +353,14 @@ void TestStorage_S3::signedAgainstCheckingStore()
     const QByteArray data = randomBytes(6 * kMiB + 1);
     QVERIFY(writeAll(local("signed-up"), data));
     QStringList keys;
-    const QAWSException ex = thrown([&] {
+    const QString failure = thrown([&] {
         finish(s3, true, "signed/plain_1.bin", local("signed-up"));
         s3.ListObjects(kBucket, QString(), keys);
         s3.GetObjectSize(kBucket, "signed/plain_1.bin");
         finish(s3, false, "signed/plain_1.bin", local("signed-down"));
         s3.DeleteObject(kBucket, "signed/plain_1.bin");
     });
-    QCOMPARE(ex.name, wrongSecret ? "SignatureDoesNotMatch" : "");
-    QCOMPARE(ex.code, wrongSecret ? 403 : -1);
+    QCOMPARE(failure.section(':', 0, 0), wrongSecret ? "403 SignatureDoesNotMatch" : "");
     QCOMPARE(keys, wrongSecret ? QStringList() : QStringList{"signed/plain_1.bin"});
     QVERIFY(wrongSecret || readAll(local("signed-down")) == data);
 }
@@ -413,12 +369,13 @@ void TestStorage_S3::interrupted_data()
 {
     QTest::addColumn<bool>("upload");
     QTest::addColumn<QString>("action");
-    QTest::addColumn<QString>("error"); // the exception's name, or its code
-    QTest::newRow("upload aborted") << true << "abort" << QString();
-    QTest::newRow("upload aborted by a new client") << true << "renew abort" << QString();
-    QTest::newRow("upload whose source changed between steps") << true << "change" << "LocalFileError";
-    QTest::newRow("download aborted keeps the old file") << false << "abort" << QString();
-    QTest::newRow("download of an object deleted meanwhile keeps the old file") << false << "delete" << "404";
+    QTest::addColumn<QString>("error"); // a pattern for what the next steps throw
+    QTest::newRow("upload aborted") << true << "abort" << "^$";
+    QTest::newRow("upload aborted by a new client") << true << "renew abort" << "^$";
+    QTest::newRow("upload whose source changed between steps")
+        << true << "change" << "LocalFileError: .*changed while it was being uploaded";
+    QTest::newRow("download aborted keeps the old file") << false << "abort" << "^$";
+    QTest::newRow("download of an object deleted meanwhile keeps the old file") << false << "delete" << "^404 .+";
 }
 
 // Nothing left open on the store, nothing half-written over the user's file.
@@ -431,37 +388,31 @@ void TestStorage_S3::interrupted()
     QVERIFY(writeAll(file, upload ? randomBytes(12 * kMiB) : old));
     QVERIFY(upload || m_moto.putObject(kBucket, "interrupted.bin", randomBytes(40 * kMiB)));
     std::unique_ptr<Storage_S3> s3(client());
-    const auto step = [&] {
-        return upload ? s3->UploadObjectMultipart(kBucket, "interrupted.bin", file, "text/plain")
-                      : s3->DownloadObjectMultipart(kBucket, "interrupted.bin", file);
+    const auto steps = [&](int count) {
+        MPInfo step;
+        for (int i = 0; i < count; ++i)
+            step = upload ? s3->UploadObjectMultipart(kBucket, "interrupted.bin", file, "text/plain")
+                          : s3->DownloadObjectMultipart(kBucket, "interrupted.bin", file);
+        return step;
     };
-    QVERIFY(!step().finished);
+    QVERIFY(!steps(1).finished);
     QCOMPARE(m_moto.openMultipartUploads(kBucket), upload ? 1 : 0);
     if (action.startsWith("renew"))
         s3.reset(client());
-    QAWSException ex = thrown([] {});
-    if (action.endsWith("abort") && upload)
-        s3->AbortUploadObjectMultipart();
-    else if (action.endsWith("abort"))
-        s3->AbortDownloadObjectMultipart();
+    if (action.endsWith("abort"))
+        upload ? s3->AbortUploadObjectMultipart() : s3->AbortDownloadObjectMultipart();
     if (action == "change") {
         QFile f(file);
         QVERIFY(f.open(QIODevice::Append) && f.write("more") == 4);
-        f.close();
-        ex = thrown(step);
-        QVERIFY2(ex.message.contains("changed while it was being uploaded"), qPrintable(ex.message));
     } else if (action == "delete") {
         QVERIFY(m_moto.request("DELETE", "/store/interrupted.bin") == 204);
         // A fresh client has to ask the store again; the parts in flight of
         // the first one may all have landed before the delete.
         s3.reset(client());
-        ex = thrown([&] {
-            for (int i = 0; i < 20; ++i)
-                step();
-        });
-        QVERIFY(!ex.message.isEmpty());
     }
-    QTEST(ex.code == 404 ? "404" : ex.name, "error");
+    const QString failure = action.endsWith("abort") ? QString() : thrown([&] { steps(20); });
+    QFETCH(QString, error);
+    QVERIFY2(failure.contains(QRegularExpression(error)), qPrintable(failure));
     QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
     if (upload)
         QVERIFY(!m_moto.hasObject(kBucket, "interrupted.bin"));

@@ -59,6 +59,7 @@ public:
     QList<RecordedRequest> requests() const { return m_requests; }
     RecordedRequest lastRequest() const { return m_requests.value(m_requests.size() - 1); }
     int requestCount() const { return m_requests.size(); }
+    int openConnections() const { return m_buffers.size(); }
     void clear()
     {
         m_requests.clear();
