@@ -197,6 +197,20 @@ private:
     quint16 m_target = 0;
 };
 
+// The presenter of the local platform on the store at `endpoint`.
+ZRV_LoginData presenterOn(const QString &endpoint)
+{
+    ZRV_LoginData login;
+    login.roles = QStringList{"ZRV_Presenter"};
+    login.storageMode = 1;
+    login.storageUser = "zarvo";
+    login.storagePass = "zarvo-secret";
+    login.storageAddress = endpoint;
+    login.storageBucket = "zarvo";
+    login.storageFolder = "presenter";
+    return login;
+}
+
 int refreshBench()
 {
     MotoServer moto;
@@ -213,16 +227,9 @@ int refreshBench()
         moto.putObject("zarvo", QString("presenter/big/f%1.bin").arg(i), QByteArray::number(i));
     std::printf("refresh: %d objects seeded in %.1f s\n", objects, seedClock.elapsed() / 1000.0);
 
-    ZRV_LoginData login;
-    login.roles = QStringList{"ZRV_Presenter"};
-    login.storageMode = 1;
-    login.storageUser = "zarvo";
-    login.storagePass = "zarvo-secret";
     RequestCounter counter;
     counter.open(moto.port());
-    login.storageAddress = counter.endpoint();
-    login.storageBucket = "zarvo";
-    login.storageFolder = "presenter";
+    ZRV_LoginData login = presenterOn(counter.endpoint());
     ZRV_S3 page;
     page.setLoginData(&login);
     page.show();
@@ -282,14 +289,7 @@ int transferBench(int mib)
     }
     const double mb = mib * 1048576.0 / 1e6;
 
-    ZRV_LoginData login;
-    login.roles = QStringList{"ZRV_Presenter"};
-    login.storageMode = 1;
-    login.storageUser = "zarvo";
-    login.storagePass = "zarvo-secret";
-    login.storageAddress = moto.endpoint();
-    login.storageBucket = "zarvo";
-    login.storageFolder = "presenter";
+    ZRV_LoginData login = presenterOn(moto.endpoint());
     ZRV_S3 page;
     page.setLoginData(&login);
     page.show();
