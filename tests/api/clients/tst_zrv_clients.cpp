@@ -195,7 +195,6 @@ void TestClients::request()
     m_server->enqueueJson(200, "{}");
     Outcome out;
     QVERIFY2(run(m_server->port(), call, out) && out.text.startsWith("ok "), qPrintable(out.text));
-    QCOMPARE(m_server->requestCount(), 1);
     const RecordedRequest request = m_server->lastRequest();
     QCOMPARE(request.requestLine, requestLine);
     if (body.startsWith('{')) { // sorted keys, indented

@@ -6,19 +6,12 @@
 #include <QRegularExpression>
 #include <QtTest>
 
-#include "ZRVAssetBundle.h"
-#include "ZRVAuth.h"
-#include "ZRVBanlistEntry.h"
+// The clients' headers bring in every record.
+#include "ZRVAssetBundleApi.h"
+#include "ZRVAuthApi.h"
 #include "ZRVError.h"
-#include "ZRVGroupMembers.h"
-#include "ZRVMeeting.h"
-#include "ZRVMeetingCommand.h"
-#include "ZRVMeetingCommandResponse.h"
-#include "ZRVMeetingInfo.h"
-#include "ZRVMirrorServerInfo.h"
-#include "ZRVS3TempAccessKey.h"
-#include "ZRVUserGroups.h"
-#include "ZRVVersions.h"
+#include "ZRVMeetingApi.h"
+#include "ZRVMeetingServiceApi.h"
 
 namespace Auth = ZRV_AuthService_API;
 namespace Meet = ZRV_MeetingService_API;
@@ -68,11 +61,6 @@ const char *const kEveryKey[][2] = {
     {"ZRVMirrorServerInfo", R"({"meetingId":"m","serverId":"s","mirrorServerHost":"h","mirrorServerPort":7777,
         "currentRole":"r"})"},
 };
-
-QJsonObject obj(const QByteArray &text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
 
 // All the ways a client reads a record or a list of them. What comes out, written and read
 // again, gives the same: a field that writes what it cannot read back, or that a reader leaves
@@ -160,7 +148,7 @@ void tst_ZrvRecords::everyKeyByValue()
     QFETCH(QByteArray, input);
     QFETCH(QByteArray, output);
     QVERIFY2(kinds().contains(record), qPrintable(record));
-    QCOMPARE(kinds().value(record).readWrite(QString::fromUtf8(input)), obj(output));
+    QCOMPARE(kinds().value(record).readWrite(QString::fromUtf8(input)), QJsonDocument::fromJson(output).object());
 }
 
 // A record read from a reply writes back exactly what it could read, by the conversion rules
@@ -178,12 +166,10 @@ void tst_ZrvRecords::readBack_data()
     row("empty list left out", "ZRVUser", R"({"roles":[]})", "{}");
     row("text list takes other elements as text, null as empty", "ZRVUser", R"({"roles":["a",1,null,"b"]})",
         R"({"roles":["a","1","","b"]})");
-    row("date: ISO read", "ZRVMeeting", R"({"created":"2024-02-29"})", R"({"created":"2024-02-29"})");
     row("date: no such day left out", "ZRVMeeting", R"({"created":"2023-02-29"})", "{}");
     row("date: local form left out", "ZRVMeeting", R"({"created":"29.02.2024"})", "{}");
     row("date: number left out", "ZRVMeeting", R"({"created":20240229})", "{}");
     row("text from a large number has six digits", "ZRVMeeting", R"({"title":1500000000})", R"({"title":"1.5e+09"})");
-    row("text from true", "ZRVMeeting", R"({"title":true})", R"({"title":"true"})");
     row("text from object left out", "ZRVMeeting", R"({"title":{"a":1}})", "{}");
     row("int from digit text is 0", "ZRVMeeting", R"({"audioMode":"12"})", R"({"audioMode":0})");
     row("int from fraction is 0", "ZRVMeeting", R"({"audioMode":2.5})", R"({"audioMode":0})");
@@ -215,11 +201,9 @@ void tst_ZrvRecords::hostileInput_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("not JSON") << QByteArray("<html>502 Bad Gateway</html>");
-    QTest::newRow("truncated record") << QByteArray(R"({"Id":3,"Position":{"x":1.5,"y":)");
-    QTest::newRow("truncated list") << QByteArray(R"([{"meetingId":"a"},{"meetingId":)");
+    QTest::newRow("cut short") << QByteArray(R"([{"meetingId":"a"},{"meetingId":)");
     QTest::newRow("zero byte inside") << QByteArray("{\"Name\":\"a\0b\"}", 14);
     QTest::newRow("invalid UTF-8") << QByteArray("{\"Name\":\"\xff\xfe\xc3\"}");
-    QTest::newRow("root scalar") << QByteArray("42");
     QTest::newRow("array of scalars") << QByteArray(R"([1,"a",null,true,[]])");
     QTest::newRow("deep arrays") << (QByteArray(3000, '[') + QByteArray(3000, ']'));
     QTest::newRow("deep objects") << (QByteArray("{\"Position\":").repeated(2000) + "1" + QByteArray(2000, '}'));
