@@ -79,7 +79,6 @@ private slots:
     void oneFileToTwoKeysWithPauses();
     void listing_data();
     void listing();
-    void infoAnsweredFromListing();
     void signedAgainstCheckingStore_data();
     void signedAgainstCheckingStore();
     void interrupted_data();
@@ -291,6 +290,8 @@ void TestStorage_S3::listing_data()
     QTest::newRow("nothing below the prefix") << "void/" << QStringList() << 1;
 }
 
+// GetObjectInfo is called once per file of a folder: a recent listing answers
+// it, and a delete makes it ask the store again.
 void TestStorage_S3::listing()
 {
     QFETCH(QString, prefix);
@@ -301,28 +302,23 @@ void TestStorage_S3::listing()
     }
     std::unique_ptr<Storage_S3> s3(client());
     QStringList keys;
-    const quint64 before = Storage_S3::requestCount();
+    quint64 before = Storage_S3::requestCount();
     s3->ListObjects(kManyBucket, prefix, keys);
     QTEST(int(Storage_S3::requestCount() - before), "requests");
     keys.sort();
     expected.sort();
     QCOMPARE(keys, expected);
-}
-
-// GetObjectInfo is called once per file of a folder: a recent listing answers it.
-void TestStorage_S3::infoAnsweredFromListing()
-{
-    std::unique_ptr<Storage_S3> s3(client());
-    QStringList keys;
-    s3->ListObjects(kManyBucket, "many/", keys);
-    const quint64 before = Storage_S3::requestCount();
-    for (const QString &key : qAsConst(keys))
-        QCOMPARE(s3->GetObjectInfo(kManyBucket, key).size, qint64(QByteArray::number(key.mid(5, 5).toInt()).size()));
+    before = Storage_S3::requestCount();
+    for (const QString &key : qAsConst(keys)) {
+        QCOMPARE(s3->GetObjectInfo(kManyBucket, key).size,
+                 qint64(key.startsWith("odd/") ? key.toUtf8().size() : QByteArray::number(key.mid(5, 5).toInt()).size()));
+    }
     QCOMPARE(Storage_S3::requestCount() - before, quint64(0));
-    // A delete forgets what the listing said: the store is asked, and says no.
-    s3->DeleteObject(kManyBucket, keys.first());
-    QCOMPARE(thrown([&] { s3->GetObjectInfo(kManyBucket, keys.first()); }),
-             "404 NotFound: The bucket or object does not exist.");
+    if (!keys.isEmpty()) {
+        s3->DeleteObject(kManyBucket, keys.last());
+        QCOMPARE(thrown([&] { s3->GetObjectInfo(kManyBucket, keys.last()); }),
+                 "404 NotFound: The bucket or object does not exist.");
+    }
     QCOMPARE(thrown([&] { s3->ListObjects("no-such-bucket", QString(), keys); }),
              "404 NoSuchBucket: The specified bucket does not exist");
 }
@@ -370,11 +366,10 @@ void TestStorage_S3::interrupted_data()
     QTest::addColumn<bool>("upload");
     QTest::addColumn<QString>("action");
     QTest::addColumn<QString>("error"); // a pattern for what the next steps throw
-    QTest::newRow("upload aborted") << true << "abort" << "^$";
+    // Plain aborts are driven through the transfer page and the worker.
     QTest::newRow("upload aborted by a new client") << true << "renew abort" << "^$";
     QTest::newRow("upload whose source changed between steps")
         << true << "change" << "LocalFileError: .*changed while it was being uploaded";
-    QTest::newRow("download aborted keeps the old file") << false << "abort" << "^$";
     QTest::newRow("download of an object deleted meanwhile keeps the old file") << false << "delete" << "^404 .+";
 }
 
@@ -400,7 +395,7 @@ void TestStorage_S3::interrupted()
     if (action.startsWith("renew"))
         s3.reset(client());
     if (action.endsWith("abort"))
-        upload ? s3->AbortUploadObjectMultipart() : s3->AbortDownloadObjectMultipart();
+        s3->AbortUploadObjectMultipart();
     if (action == "change") {
         QFile f(file);
         QVERIFY(f.open(QIODevice::Append) && f.write("more") == 4);
@@ -417,7 +412,7 @@ void TestStorage_S3::interrupted()
     if (upload)
         QVERIFY(!m_moto.hasObject(kBucket, "interrupted.bin"));
     else
-        QVERIFY(readAll(file) == old && partialsOf(file).size() == (action == "abort" ? 0 : 1));
+        QVERIFY(readAll(file) == old && partialsOf(file).size() == 1);
 }
 
 // The store fixture must not outlive a test process that dies without

@@ -110,12 +110,9 @@ bool MotoServer::start(QString *error, int openActions)
 
 void MotoServer::stop()
 {
-    if (m_process && m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
-        if (!m_process->waitForFinished(5000)) {
-            m_process->kill();
-            m_process->waitForFinished(5000);
-        }
+    if (m_process) {
+        m_process->kill(); // a throw-away store has nothing to save
+        m_process->waitForFinished(5000);
     }
     m_process.reset();
     m_dataDir.reset();
