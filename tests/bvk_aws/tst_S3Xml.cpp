@@ -20,18 +20,12 @@ void TestS3Xml::listPage_data()
     QTest::addColumn<bool>("ok");
     QTest::addColumn<QStringList>("entries"); // key|size|etag
     QTest::addColumn<QString>("token");
+    // Plain pages, markers and empty ones come from moto in the storage test.
 
     const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                             "<ListBucketResult xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\">"
                             "<Name>b</Name><Prefix></Prefix><KeyCount>2</KeyCount><MaxKeys>1000</MaxKeys>";
     const QByteArray last = head + "<IsTruncated>false</IsTruncated>";
-    QTest::newRow("last page with an object and a directory marker")
-        << last + "<Contents><Key>dir/</Key><Size>0</Size><ETag>&quot;d41d8&quot;</ETag>"
-                  "<StorageClass>STANDARD</StorageClass></Contents>"
-                  "<Contents><Key>dir/a b.txt</Key><LastModified>2026-01-01T00:00:00.000Z</LastModified>"
-                  "<ETag>&quot;abc-3&quot;</ETag><Size>16777216</Size><Owner><ID>x</ID></Owner></Contents>"
-                  "</ListBucketResult>"
-        << true << QStringList{"dir/|0|\"d41d8\"", "dir/a b.txt|16777216|\"abc-3\""} << QString();
     QTest::newRow("truncated page carries the token on")
         << head + "<IsTruncated>true</IsTruncated><NextContinuationToken>tok/+=</NextContinuationToken>"
                   "<Contents><Key>Grüße €.bin</Key><Size>7</Size><ETag>\"e\"</ETag></Contents></ListBucketResult>"
@@ -44,13 +38,10 @@ void TestS3Xml::listPage_data()
     QTest::newRow("a page that does not say it is encoded keeps % and + as they are")
         << last + "<Contents><Key>100%+done</Key><Size>1</Size><ETag>\"e\"</ETag></Contents></ListBucketResult>"
         << true << QStringList{"100%+done|1|\"e\""} << QString();
-    QTest::newRow("empty bucket") << last + "</ListBucketResult>" << true << QStringList() << QString();
     QTest::newRow("truncated without a token is refused")
         << head + "<IsTruncated>true</IsTruncated></ListBucketResult>" << false << QStringList() << QString();
     QTest::newRow("cut-off body is refused")
         << last + "<Contents><Key>a</Ke" << false << QStringList() << QString();
-    QTest::newRow("an error document is no listing")
-        << QByteArray("<Error><Code>NoSuchBucket</Code></Error>") << false << QStringList() << QString();
     QTest::newRow("HTML from a proxy is no listing")
         << QByteArray("<html><body>Bad gateway</body></html>") << false << QStringList() << QString();
 }
