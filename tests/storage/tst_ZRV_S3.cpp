@@ -95,9 +95,9 @@ private slots:
     void allowance_data();
     void allowance();
     void uploadErrorBox();
-    void transferControl_data();
-    void transferControl();
-    void queueInTheDock();
+    void pauseResumeWithTheQueueInTheDock();
+    void abort_data();
+    void abort();
 
 private:
     // The page of an account, listed, with a folder selected ("" for its root).
@@ -417,19 +417,89 @@ void TestZRV_S3::uploadErrorBox()
     QCOMPARE(readFile(source), QByteArray("kept"));
 }
 
-void TestZRV_S3::transferControl_data()
+void TestZRV_S3::pauseResumeWithTheQueueInTheDock()
 {
-    QTest::addColumn<bool>("upload");
-    QTest::addColumn<bool>("abort");
-    QTest::newRow("upload paused and resumed") << true << false;
-    QTest::newRow("upload aborted: nothing left in the store, the waiting one dropped") << true << true;
-    QTest::newRow("download aborted: the old local file kept") << false << true;
+    auto p = open();
+    QVERIFY(p);
+    const QByteArray data = randomBytes(Big);
+    QStringList paths;
+    for (const QString &name : QStringList{"q1.fbx", "q2.fbx", "q3.fbx"}) {
+        paths << m_dir.filePath(name);
+        QVERIFY(writeFile(paths.last(), name == "q1.fbx" ? data : name.toUtf8()));
+    }
+    // The dock's table wired as the main window wires it.
+    ZRV_QueueTableWidget table;
+    table.resize(800, 200);
+    table.show();
+    connect(&p->page, &ZRV_S3::updateQueue, &table, &ZRV_QueueTableWidget::showQueue);
+    connect(&table, &ZRV_QueueTableWidget::deleteSlot, &p->page, &ZRV_S3::onDeleteSlot);
+    QPushButton *pause = p->button("btnPause");
+    QList<QVariantList> progress;
+    bool pressed = false;
+    connect(&p->page, &ZRV_S3::transferProgress, this,
+            [&](int mode, QString, QString object, qlonglong size, qlonglong done, int speed) {
+                progress << QVariantList{mode, done, speed, object};
+                if (!pressed && done > 0 && done < size) {
+                    pressed = true;
+                    QTest::mouseClick(pause, Qt::LeftButton);
+                }
+            });
+    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+    p->page.uploadFiles(paths);
+    QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked(), Wait);
+    QCOMPARE(p->page.currentEntry().state, 2);
+    // The worker stops at the next step and says so with speed 0; then no step, no signal.
+    QTRY_VERIFY_WITH_TIMEOUT(progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
+    QVERIFY(!finished.wait(1000));
+    const int seen = progress.size();
+    QVERIFY(!finished.wait(500));
+    QCOMPARE(progress.size(), seen);
+    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 1);
+
+    QStringList first;
+    for (int c = 0; c < table.columnCount(); ++c)
+        first << table.item(0, c)->text();
+    QCOMPARE(first, (QStringList{"\u2191", "q1.fbx", "24.00 MB", "In Progress", "presenter/models/q1.fbx",
+                                 m_dir.path()}));
+    QCOMPARE(table.item(1, 3)->text(), QString("Queued"));
+    QTableWidgetItem *kept = table.item(1, 1);
+    ModalAnswerer answerer;
+    answerer.arm();
+    table.setCurrentCell(0, 1);
+    QTest::keyClick(&table, Qt::Key_Delete);
+    QCOMPARE(answerer.seen().value(0).title, QString("Cannot abort"));
+    QCOMPARE(answerer.seen().value(0).text, QString("Cannot abort current operation."));
+    QCOMPARE(table.rowCount(), 3);
+    table.setCurrentCell(1, 1);
+    QTest::keyClick(&table, Qt::Key_Delete);
+    QCOMPARE(table.rowCount(), 2);
+    QCOMPARE(table.item(0, 3)->text(), QString("Paused"));
+    QCOMPARE(table.item(1, 1), kept); // updated in place, not built anew
+    QCOMPARE(kept->text(), QString("q3.fbx"));
+
+    QTest::mouseClick(pause, Qt::LeftButton);
+    QVERIFY(!pause->isChecked());
+    QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
+    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/q1.fbx"), data);
+    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
+    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
+    // A resumed transfer does not start its display from zero again.
+    for (int i = seen; i < progress.size(); ++i) {
+        if (progress.at(i).value(3).toString().endsWith("q1.fbx"))
+            QVERIFY(progress.at(i).value(1).toLongLong() > 0);
+    }
 }
 
-void TestZRV_S3::transferControl()
+void TestZRV_S3::abort_data()
+{
+    QTest::addColumn<bool>("upload");
+    QTest::newRow("upload: nothing left in the store, the waiting one dropped") << true;
+    QTest::newRow("download: the old local file kept") << false;
+}
+
+void TestZRV_S3::abort()
 {
     QFETCH(bool, upload);
-    QFETCH(bool, abort);
     const QByteArray data = randomBytes(upload ? Big : 40 * 1024 * 1024);
     const QString target = m_dir.filePath("huge.fbx");
     const QString waiting = m_dir.filePath("waiting.fbx");
@@ -438,19 +508,14 @@ void TestZRV_S3::transferControl()
         QVERIFY(m_moto.putObject("zarvo", "presenter/models/huge.fbx", data));
     auto p = open();
     QVERIFY(p);
-    QPushButton *button = p->button(abort ? "btnAbort" : "btnPause");
-    // The button is pressed at the first progress of the big transfer under way.
-    QList<QVariantList> progress;
-    connect(&p->page, &ZRV_S3::transferProgress, this,
-            [&](int mode, QString, QString object, qlonglong size, qlonglong done, int speed) {
-                progress << QVariantList{mode, done, speed, object};
-                if (object.endsWith("huge.fbx") && done > 0 && done < size && !button->property("hit").isValid()) {
-                    button->setProperty("hit", true);
-                    QTest::mouseClick(button, Qt::LeftButton);
-                }
-            });
+    QPushButton *abort = p->button("btnAbort");
+    QList<int> modes;
+    connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
+        modes << mode;
+        if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
+            QTest::mouseClick(abort, Qt::LeftButton);
+    });
     QSignalSpy queue(&p->page, &ZRV_S3::updateQueue);
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
     ModalAnswerer answerer;
     answerer.pressButton(QMessageBox::Yes);
     answerer.arm();
@@ -461,101 +526,23 @@ void TestZRV_S3::transferControl()
         ZRV_FileChooser::setNextAnswer(target);
         p->click("btnS3Download");
     }
-    QTRY_VERIFY_WITH_TIMEOUT(button->property("hit").isValid(), Wait);
-    if (abort) {
-        QCOMPARE(p->page.currentEntry().state, 3);
-        QVERIFY(p->page.queuedEntries().isEmpty());
-        QVERIFY(queue.last().value(0).value<QList<ZRV_S3::fileEntry>>().isEmpty());
-        QVERIFY(!button->isEnabled());
-        // The worker is done with the aborted step once it has cleared the display.
-        QTRY_COMPARE_WITH_TIMEOUT(progress.last().value(0).toInt(), -1, Wait);
-        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
-        QCOMPARE(readFile(target), upload ? data : QByteArray("the old local file"));
-        if (!upload)
-            return;
-        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/huge.fbx"));
-        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/waiting.fbx"));
-        // The page is ready for the next call.
-        p->page.uploadFiles({waiting});
-        QVERIFY(finished.wait(Wait));
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"));
-        return;
-    }
-    QVERIFY(button->isChecked());
-    QCOMPARE(p->page.currentEntry().state, 2);
-    // The worker stops at the next step and says so with speed 0; then no step, no signal.
-    QTRY_VERIFY_WITH_TIMEOUT(progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
-    QVERIFY(!finished.wait(1000));
-    const int seen = progress.size();
-    QVERIFY(!finished.wait(500));
-    QCOMPARE(progress.size(), seen);
-    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 1);
-
-    QTest::mouseClick(button, Qt::LeftButton);
-    QVERIFY(!button->isChecked());
-    QTRY_COMPARE_WITH_TIMEOUT(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"), Wait);
-    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/huge.fbx"), data);
+    QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 3, Wait);
+    QVERIFY(p->page.queuedEntries().isEmpty());
+    QVERIFY(queue.last().value(0).value<QList<ZRV_S3::fileEntry>>().isEmpty());
+    QVERIFY(!abort->isEnabled());
+    // The worker is done with the aborted step once it has cleared the display.
+    QTRY_COMPARE_WITH_TIMEOUT(modes.last(), -1, Wait);
     QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
-    // A resumed transfer does not start its display from zero again.
-    for (int i = seen; i < progress.size(); ++i) {
-        if (progress.at(i).value(3).toString().endsWith("huge.fbx"))
-            QVERIFY(progress.at(i).value(1).toLongLong() > 0);
-    }
-}
-
-void TestZRV_S3::queueInTheDock()
-{
-    auto p = open();
-    QVERIFY(p);
-    QStringList paths;
-    for (const QString &name : QStringList{"q1.fbx", "q2.fbx", "q3.fbx"}) {
-        paths << m_dir.filePath(name);
-        QVERIFY(writeFile(paths.last(), name == "q1.fbx" ? randomBytes(Big) : name.toUtf8()));
-    }
-    // The dock's table wired as the main window wires it.
-    ZRV_QueueTableWidget table;
-    table.resize(800, 200);
-    table.show();
-    connect(&p->page, &ZRV_S3::updateQueue, &table, &ZRV_QueueTableWidget::showQueue);
-    connect(&table, &ZRV_QueueTableWidget::deleteSlot, &p->page, &ZRV_S3::onDeleteSlot);
-    // Pausing the first upload at once keeps it in row 0 while the others wait.
-    bool paused = false;
-    connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode) {
-        if (mode == 0 && !paused) {
-            paused = true;
-            p->page.pauseTransfer();
-        }
-    });
-    p->page.uploadFiles(paths);
-    QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 2, Wait);
-    QStringList first;
-    for (int c = 0; c < table.columnCount(); ++c)
-        first << table.item(0, c)->text();
-    QCOMPARE(first, (QStringList{"\u2191", "q1.fbx", "24.00 MB", "In Progress", "presenter/models/q1.fbx",
-                                 m_dir.path()}));
-    QCOMPARE(table.rowCount(), 3);
-    QCOMPARE(table.item(1, 3)->text(), QString("Queued"));
-    QTableWidgetItem *kept = table.item(1, 1);
-
-    ModalAnswerer answerer;
-    answerer.arm();
-    table.setCurrentCell(0, 1);
-    QTest::keyClick(&table, Qt::Key_Delete);
-    QCOMPARE(answerer.seen().value(0).title, QString("Cannot abort"));
-    QCOMPARE(answerer.seen().value(0).text, QString("Cannot abort current operation."));
-    QCOMPARE(table.rowCount(), 3);
-
-    table.setCurrentCell(1, 1);
-    QTest::keyClick(&table, Qt::Key_Delete);
-    QCOMPARE(table.rowCount(), 2);
-    QCOMPARE(table.item(0, 3)->text(), QString("Paused"));
-    QCOMPARE(table.item(1, 1), kept); // updated in place, not built anew
-    QCOMPARE(kept->text(), QString("q3.fbx"));
-
-    p->page.continueTransfer();
-    QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
-    QVERIFY(m_moto.hasObject("zarvo", "presenter/models/q1.fbx"));
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
+    QCOMPARE(readFile(target), upload ? data : QByteArray("the old local file"));
+    if (!upload)
+        return;
+    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/huge.fbx"));
+    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/waiting.fbx"));
+    // The page is ready for the next call.
+    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+    p->page.uploadFiles({waiting});
+    QVERIFY(finished.wait(Wait));
+    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"));
 }
 
 QTEST_MAIN(TestZRV_S3)
