@@ -1,12 +1,8 @@
 #pragma once
 
-#include <QByteArray>
 #include <QJsonObject>
-#include <QList>
 #include <QPair>
 #include <QProcess>
-#include <QString>
-#include <QStringList>
 
 // A zarvo-sim child process on a free loopback port, owned by one test.
 class SimProcess

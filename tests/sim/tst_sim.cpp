@@ -1,11 +1,7 @@
 #include "MotoServer.h"
 #include "SimProcess.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QRegularExpression>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -405,11 +401,9 @@ private slots:
         QTest::addColumn<QString>("license"); // of the meetings created and started one after the other
         QTest::addColumn<int>("starts");
         QTest::addColumn<int>("lastStatus");
-        // presenter may run one endless meeting at a time, admin two (one runs from the seed).
-        QTest::newRow("presenter: first endless meeting") << "presenter" << "endless" << 1 << 200;
+        // presenter may run one endless meeting at a time, admin two (one runs from the seed); the starts before the last pass.
         QTest::newRow("presenter: second endless meeting refused") << "presenter" << "endless" << 2 << 402;
         QTest::newRow("presenter: meetings with an end are not counted") << "presenter" << "default" << 3 << 200;
-        QTest::newRow("admin: second endless meeting beside the seeded one") << "admin" << "endless" << 1 << 200;
         QTest::newRow("admin: third endless meeting refused") << "admin" << "endless" << 2 << 402;
     }
 
@@ -427,6 +421,7 @@ private slots:
             const SimProcess::Reply created = as(sim, login, "POST", "/meetings", QJsonDocument(meeting).toJson());
             QCOMPARE(created.status, 200);
             started = as(sim, login, "PATCH", "/meetings/" + created.object().value("meetingId").toString(), R"({"status":"active"})");
+            QVERIFY(i == starts - 1 || started.status == 200);
         }
         QCOMPARE(started.status, lastStatus);
         if (lastStatus == 402)
