@@ -1,16 +1,13 @@
-// The user menu's account entries on a signed-in console: the password
-// change hands its tokens to everyone who talks to the services, and the
-// about dialog opens from the menu.
-
+// The user menu's account entries on a console signed in as "cloud": the
+// password change hands its tokens to the service object, and the about
+// dialog shows its own version and the notice beside the executable.
 #include <QAction>
-#include <QCoreApplication>
-#include <QFile>
 #include <QDialogButtonBox>
-#include <QJsonObject>
 #include <QLabel>
+#include <QJsonObject>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTest>
@@ -21,107 +18,56 @@
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_ServerApp.h"
 
-namespace {
-
-void signInAs(ModalAnswerer &answerer, const QString &user, const QString &password)
-{
-    answerer.handle([user, password](QWidget *modal) {
-        auto *leUser = modal->findChild<QLineEdit *>(QStringLiteral("leUser"));
-        auto *lePass = modal->findChild<QLineEdit *>(QStringLiteral("lePass"));
-        auto *btnBox = modal->findChild<QDialogButtonBox *>(QStringLiteral("btnBox"));
-        if (!leUser || !lePass || !btnBox) {
-            qobject_cast<QDialog *>(modal)->reject();
-            return;
-        }
-        QTest::keyClicks(leUser, user);
-        QTest::keyClicks(lePass, password);
-        QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
-    });
-}
-
-// Ends every token of the session that accessToken belongs to, as a logout
-// elsewhere would; a client still holding one of them is then refused.
-int endSessionOf(ConsoleFixture &fx, const QString &accessToken)
-{
-    const QJsonObject state = fx.sim().admin("GET", QStringLiteral("/_sim/state")).object();
-    const QString session = state.value(QStringLiteral("accessTokens"))
-                                .toObject()
-                                .value(accessToken)
-                                .toObject()
-                                .value(QStringLiteral("session"))
-                                .toString();
-    if (session.isEmpty())
-        return 0;
-    int ended = 0;
-    const QJsonObject refresh = state.value(QStringLiteral("refreshTokens")).toObject();
-    for (auto it = refresh.begin(); it != refresh.end(); ++it) {
-        if (it.value().toObject().value(QStringLiteral("session")).toString() != session)
-            continue;
-        QUrlQuery form;
-        form.addQueryItem(QStringLiteral("refresh_token"), it.key());
-        const SimProcess::Reply r = fx.sim().request(
-            "POST", QString::fromLatin1(ConsoleFixture::AuthBase) + QStringLiteral("/auth/logout"),
-            form.toString(QUrl::FullyEncoded).toUtf8(),
-            {{"Content-Type", "application/x-www-form-urlencoded"}});
-        if (r.status == 204)
-            ++ended;
-    }
-    return ended;
-}
-
-} // namespace
-
 class tst_ZRV_ServerApp_Account : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void changePassword_data();
     void changePassword();
-    void aboutFromMenu_data();
-    void aboutFromMenu();
+    void about_data();
+    void about();
     void cleanup();
 
 private:
-    // A console signed in as "cloud"; its service object's token changes
-    // are recorded from the start.
-    bool openConsole(ConsoleFixture &fx, std::unique_ptr<ZRV_ServerApp> &window,
-                     std::unique_ptr<QSignalSpy> &tokens);
+    // Records the service object's token changes from the start.
+    bool open();
+
+    std::unique_ptr<ConsoleFixture> m_fx;
+    std::unique_ptr<ZRV_ServerApp> m_window;
+    std::unique_ptr<QSignalSpy> m_tokens;
 };
 
-void tst_ZRV_ServerApp_Account::initTestCase()
+bool tst_ZRV_ServerApp_Account::open()
 {
     Q_INIT_RESOURCE(zrv);
+    m_window.reset();
+    m_fx.reset(new ConsoleFixture);
+    if (!m_fx->start({"--console-version", "3.1.2"}))
+        return false;
+    ModalAnswerer answerer;
+    answerer.handle([](QWidget *modal) {
+        QTest::keyClicks(modal->findChild<QLineEdit *>("leUser"), "cloud");
+        QTest::keyClicks(modal->findChild<QLineEdit *>("lePass"), "cloud123");
+        QTest::mouseClick(modal->findChild<QDialogButtonBox *>("btnBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    });
+    answerer.arm(30000);
+    m_window.reset(new ZRV_ServerApp({"zarvo-console", "-i", m_fx->iniPath()}));
+    m_tokens.reset(new QSignalSpy(m_window->findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged));
+    m_window->show();
+    return QTest::qWaitFor([&] { return m_window->statusBar()->isVisible(); }, 30000) && m_fx->exitCodes().isEmpty();
 }
 
-bool tst_ZRV_ServerApp_Account::openConsole(ConsoleFixture &fx,
-                                            std::unique_ptr<ZRV_ServerApp> &window,
-                                            std::unique_ptr<QSignalSpy> &tokens)
+void tst_ZRV_ServerApp_Account::cleanup()
 {
-    if (!fx.start({QStringLiteral("--console-version"), QStringLiteral("3.1.2")})) {
-        qWarning() << fx.errorText();
-        return false;
-    }
-    ModalAnswerer answerer;
-    signInAs(answerer, QStringLiteral("cloud"), QStringLiteral("cloud123"));
-    answerer.arm(30000);
-    window.reset(new ZRV_ServerApp({QStringLiteral("zarvo-console"), QStringLiteral("-i"), fx.iniPath()}));
-    auto *thread = window->findChild<ZRV_MeetingsInfoThread *>();
-    if (!thread)
-        return false;
-    tokens.reset(new QSignalSpy(thread, &ZRV_MeetingsInfoThread::tokenChanged));
-    window->show();
-    QStatusBar *status = window->findChild<QStatusBar *>();
-    const bool up = QTest::qWaitFor([&] { return status->isVisible(); }, 30000);
-    answerer.disarm();
-    return up && fx.exitCodes().isEmpty();
+    m_tokens.reset();
+    m_window.reset();
+    m_fx.reset();
 }
 
 void tst_ZRV_ServerApp_Account::changePassword_data()
 {
     QTest::addColumn<bool>("change");
-
     QTest::newRow("changed: the new session is used from then on") << true;
     QTest::newRow("cancelled: the old tokens are applied again") << false;
 }
@@ -129,118 +75,94 @@ void tst_ZRV_ServerApp_Account::changePassword_data()
 void tst_ZRV_ServerApp_Account::changePassword()
 {
     QFETCH(bool, change);
-
-    ConsoleFixture fx;
-    std::unique_ptr<ZRV_ServerApp> window;
-    std::unique_ptr<QSignalSpy> tokens;
-    QVERIFY(openConsole(fx, window, tokens));
-    QVERIFY(!tokens->isEmpty());
-    const QString oldToken = tokens->last().at(0).toString();
-    QVERIFY(oldToken.startsWith(QLatin1String("at.")));
-    tokens->clear();
+    QVERIFY(open());
+    QVERIFY(!m_tokens->isEmpty());
+    const QString oldToken = m_tokens->last().at(0).toString();
+    m_tokens->clear();
 
     ModalAnswerer answerer;
     answerer.handle([change](QWidget *modal) {
-        auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
-        if (!change) {
-            QTest::mouseClick(box->button(QDialogButtonBox::Cancel), Qt::LeftButton);
-            return;
-        }
-        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leOldPW")),
-                         QStringLiteral("cloud123"));
-        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW1")),
-                         QStringLiteral("fresh-secret"));
-        QTest::keyClicks(modal->findChild<QLineEdit *>(QStringLiteral("leNewPW2")),
-                         QStringLiteral("fresh-secret"));
+        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
+        QTest::keyClicks(modal->findChild<QLineEdit *>("leOldPW"), "cloud123");
+        QTest::keyClicks(modal->findChild<QLineEdit *>("leNewPW1"), "fresh-secret");
+        QTest::keyClicks(modal->findChild<QLineEdit *>("leNewPW2"), "fresh-secret");
         for (QAbstractButton *b : box->buttons()) {
-            if (b->text() == QLatin1String("Ok"))
+            if (b->text() == (change ? "Ok" : "Cancel"))
                 QTest::mouseClick(b, Qt::LeftButton);
         }
     });
-    if (change)
-        answerer.pressButton(QMessageBox::Ok);
+    answerer.pressButton(QMessageBox::Ok);
     answerer.arm(20000);
-    window->findChild<QAction *>(QStringLiteral("actionChangePassword"))->trigger();
+    m_window->findChild<QAction *>("actionChangePassword")->trigger();
     answerer.disarm();
-
-    QCOMPARE(answerer.seen().first().className, QStringLiteral("ZRV_ChangePasswordDialog"));
+    QCOMPARE(answerer.seen().first().className, QString("ZRV_ChangePasswordDialog"));
+    QCOMPARE(answerer.seen().size(), change ? 2 : 1);
     // The service object is told once, whatever the dialog's outcome.
-    QCOMPARE(tokens->size(), 1);
-    const QString newToken = tokens->first().at(0).toString();
+    QCOMPARE(m_tokens->size(), 1);
+    const QString newToken = m_tokens->first().at(0).toString();
     if (!change) {
         QCOMPARE(newToken, oldToken);
         return;
     }
-    QCOMPARE(answerer.seen().value(1).text, QStringLiteral("Password changed"));
+    QCOMPARE(answerer.seen().at(1).text, QString("Password changed"));
     QVERIFY(newToken != oldToken);
 
-    // With the old session gone, only the taken-over tokens still get through.
-    QVERIFY(endSessionOf(fx, oldToken) > 0);
-    auto *thread = window->findChild<ZRV_MeetingsInfoThread *>();
-    QSignalSpy polled(thread, &ZRV_MeetingsInfoThread::meetingsInfo);
-    window->onMeetingStatusTimer();
+    // A logout elsewhere ends the old session: only the taken-over tokens still get through.
+    const QJsonObject state = m_fx->sim().admin("GET", "/_sim/state").object();
+    const QString session = state["accessTokens"][oldToken]["session"].toString();
+    const QJsonObject refresh = state["refreshTokens"].toObject();
+    const auto old = std::find_if(refresh.begin(), refresh.end(), [&](const QJsonValue &t) { return t["session"] == session; });
+    QVERIFY(!session.isEmpty() && old != refresh.end());
+    QUrlQuery form{{"refresh_token", old.key()}};
+    QCOMPARE(m_fx->sim().request("POST", QString(ConsoleFixture::AuthBase) + "/auth/logout", form.toString(QUrl::FullyEncoded).toUtf8(),
+                                 {{"Content-Type", "application/x-www-form-urlencoded"}}).status, 204);
+    QSignalSpy polled(m_window->findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::meetingsInfo);
+    m_window->onMeetingStatusTimer();
     QVERIFY(polled.wait(15000));
-    QVERIFY(fx.exitCodes().isEmpty());
+    QVERIFY(m_fx->exitCodes().isEmpty());
 }
 
-void tst_ZRV_ServerApp_Account::cleanup()
-{
-    QFile::remove(QCoreApplication::applicationDirPath() + QStringLiteral("/copyright.txt"));
-}
-
-// The about dialog's own version text, and a notice beside the executable
-// taking the place of the built-in one.
-void tst_ZRV_ServerApp_Account::aboutFromMenu_data()
+// A "copyright.txt" beside the executable takes the place of the built-in notice.
+void tst_ZRV_ServerApp_Account::about_data()
 {
     QTest::addColumn<bool>("fileBeside");
     QTest::addColumn<QByteArray>("content");
-
-    QTest::newRow("no file: the built-in notice") << false << QByteArray();
+    QTest::newRow("no file: the built-in notice") << false << QByteArray("Zarvo Console\nCopyright (C) Brenvik.");
     QTest::newRow("file beside the executable replaces it")
         << true << QByteArray("Zarvo Console\nCopyright (C) Brenvik.\n\xc3\xa9t\xc3\xa9\n");
     QTest::newRow("empty file gives an empty notice") << true << QByteArray();
 }
 
-void tst_ZRV_ServerApp_Account::aboutFromMenu()
+void tst_ZRV_ServerApp_Account::about()
 {
     QFETCH(bool, fileBeside);
     QFETCH(QByteArray, content);
+    QFile file(QCoreApplication::applicationDirPath() + "/copyright.txt");
+    const auto removeFile = qScopeGuard([&] { file.remove(); });
+    if (fileBeside)
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+    file.close();
+    QVERIFY(open());
 
-    if (fileBeside) {
-        QFile file(QCoreApplication::applicationDirPath() + QStringLiteral("/copyright.txt"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    }
-    ConsoleFixture fx;
-    std::unique_ptr<ZRV_ServerApp> window;
-    std::unique_ptr<QSignalSpy> tokens;
-    QVERIFY(openConsole(fx, window, tokens));
-
-    QString title;
-    QString notice;
+    QString title, notice;
     bool onlyOk = false;
     ModalAnswerer answerer;
     answerer.handle([&](QWidget *modal) {
-        title = modal->findChild<QLabel *>(QStringLiteral("lblTitle"))->text();
-        notice = modal->findChild<QLabel *>(QStringLiteral("lblCopyright"))->text();
-        auto *box = modal->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
-        onlyOk = box->button(QDialogButtonBox::Ok)->isVisible()
-            && !box->button(QDialogButtonBox::Cancel)->isVisible();
+        title = modal->findChild<QLabel *>("lblTitle")->text();
+        notice = modal->findChild<QLabel *>("lblCopyright")->text();
+        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
+        onlyOk = box->button(QDialogButtonBox::Ok)->isVisible() && !box->button(QDialogButtonBox::Cancel)->isVisible();
         QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
     });
     answerer.arm(20000);
-    window->findChild<QAction *>(QStringLiteral("actionAbout"))->trigger();
+    m_window->findChild<QAction *>("actionAbout")->trigger();
     answerer.disarm();
-
     QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("About Zarvo Console"));
+    QCOMPARE(answerer.seen().first().title, QString("About Zarvo Console"));
     // Its own build text, not the main window's 3.1.2.
-    QCOMPARE(title, QStringLiteral("Zarvo Console V3.1.0"));
+    QCOMPARE(title, QString("Zarvo Console V3.1.0"));
     QVERIFY(onlyOk);
-    if (fileBeside)
-        QCOMPARE(notice, QString::fromUtf8(content));
-    else
-        QVERIFY(notice.startsWith(QStringLiteral("Zarvo Console\nCopyright (C) Brenvik.")));
+    QCOMPARE(fileBeside ? notice : notice.left(content.size()), QString::fromUtf8(content));
 }
 
 QTEST_MAIN(tst_ZRV_ServerApp_Account)

@@ -1,17 +1,11 @@
-// A meeting's components in the signed-in console: storage files of MinIO,
-// Amazon S3 and NextCloud added and read back from the simulator, URL
-// placeholders, properties, removal, the ban of a file and a refused asset.
-// Storage is moto and sabre/dav on loopback.
+// A meeting's components in the signed-in console, each change read back
+// from the simulator. Storage is moto and sabre/dav on loopback.
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
-#include <QFile>
 #include <QGroupBox>
-#include <QInputDialog>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
@@ -19,6 +13,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include "DavServer.h"
 #include "ModalAnswerer.h"
 #include "MotoServer.h"
 #include "SignedInConsole.h"
@@ -28,28 +23,29 @@ namespace {
 
 constexpr int Wait = 30000;
 
-// A dialog's spin box is set to `value` (left as offered with 0) and the
-// dialog accepted; with -1 it is rejected. What it offered lands in *offered.
-std::function<void(QWidget *)> numberAnswer(int value, int *offered)
+// A meeting's assets as "Id Name Mode StgRelPath StgSize StgBucket StgHost
+// StgPreSgnPath StgCredentials Position Rotation Scale", "-" for a key not sent.
+QStringList assetTexts(const QJsonObject &record)
 {
-    return [value, offered](QWidget *modal) {
-        auto *dialog = qobject_cast<QDialog *>(modal);
-        auto *spin = modal->findChild<QSpinBox *>();
-        if (spin)
-            *offered = spin->value();
-        if (value < 0 || !spin) {
-            dialog->reject();
-            return;
+    QStringList out;
+    for (const QJsonValue &v : record.value("assets").toArray()) {
+        QStringList fields;
+        for (const QString &key : {"Id", "Name", "Mode", "StgRelPath", "StgSize", "StgBucket", "StgHost", "StgPreSgnPath",
+                                   "StgCredentials", "Position", "Rotation", "Scale"}) {
+            const QJsonValue f = v[key];
+            fields << (f.isUndefined() ? "-" : f.isObject() ? QString("%1,%2,%3").arg(f["x"].toDouble()).arg(f["y"].toDouble()).arg(f["z"].toDouble())
+                                                           : f.toVariant().toString());
         }
-        if (value > 0)
-            spin->setValue(value);
-        dialog->accept();
-    };
+        out << fields.join(' ');
+    }
+    out.sort();
+    return out;
 }
 
-QString vectorText(const QJsonObject &v)
+void post(SignedInConsole &c, const QString &meetingId, const QByteArray &asset)
 {
-    return QString("%1,%2,%3").arg(v.value("x").toDouble()).arg(v.value("y").toDouble()).arg(v.value("z").toDouble());
+    c.fx.sim().request("POST", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/" + meetingId + "/asset", asset,
+                       {{"Authorization", c.bearer()}, {"Content-Type", "application/json"}});
 }
 
 } // namespace
@@ -61,17 +57,9 @@ class TestZRV_ServerApp_Assets : public QObject
 private slots:
     void initTestCase();
     void init();
-    void storageFileAdded_data();
-    void storageFileAdded();
-    void skippedFileFreesItsNumber();
+    void change_data();
+    void change();
     void componentsTable();
-    void customUrl_data();
-    void customUrl();
-    void properties_data();
-    void properties();
-    void removeAndRemoveAll();
-    void banFile();
-    void refusedAsset();
 
 private:
     MotoServer m_moto;
@@ -84,453 +72,261 @@ void TestZRV_ServerApp_Assets::initTestCase()
     Q_INIT_RESOURCE(zrv);
     QString error;
     QVERIFY2(m_moto.start(&error), qPrintable(error));
-    QVERIFY(m_davData.isValid());
-    QVERIFY(QDir().mkpath(m_davData.path() + "/cloud/Documents"));
-    QFile notes(m_davData.path() + "/cloud/Documents/notes.pdf");
-    QVERIFY(notes.open(QIODevice::WriteOnly));
-    notes.write(QByteArray(5000, 'n'));
-    notes.close();
+    QVERIFY(QDir().mkpath(m_davData.filePath("cloud/Documents")));
+    QFile notes(m_davData.filePath("cloud/Documents/notes.pdf"));
+    QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write(QByteArray(5000, 'n')) == 5000);
     QVERIFY(m_dav.start(m_davData.path(), "cloud:cloud123"));
 }
 
 void TestZRV_ServerApp_Assets::init()
 {
-    QVERIFY(m_moto.reset());
-    QVERIFY(m_moto.createBucket("zarvo"));
-    QVERIFY(m_moto.createBucket("bvkzrv"));
-    for (const QString &login : {QString("admin"), QString("presenter")}) {
+    QVERIFY(m_moto.reset() && m_moto.createBucket("zarvo") && m_moto.createBucket("bvkzrv"));
+    for (const QString &login : {"admin", "presenter"}) {
         QVERIFY(m_moto.putObject("zarvo", login + "/models/chair.FBX", QByteArray(3000, 'c')));
         QVERIFY(m_moto.putObject("zarvo", login + "/media/intro.mp4", QByteArray(70000, 'v')));
     }
+    for (const QString &name : {"a.png", "b.png", "c.png"})
+        QVERIFY(m_moto.putObject("zarvo", "presenter/pictures/" + name, "png"));
 }
 
-void TestZRV_ServerApp_Assets::storageFileAdded_data()
+// Steps: "add dir/file" (double click in the S3 page), "addall dir/file"
+// (the folder's files, Add button), "dav dir/file", "url", "props <id shown>",
+// "remove <row>", "removeall", "ban dir/file", "refuse" (the service refuses
+// the next asset), "fill N" first (placeholders 2 to N put on the meeting).
+// Answers, in turn to the dialogs: "cancel", "ok", or "[#number ][URL]".
+// Seen: message boxes "title: text", number dialogs "title #offered",
+// properties "title" plus the visibility of Position, Rotation, Scale, URL.
+// Changes: "+asset" new or changed, "-Id" gone or changed, "ban ..." banned.
+void TestZRV_ServerApp_Assets::change_data()
 {
     QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<QString>("dir");
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<int>("answer");     // placeholder number typed; 0: no question expected
-    QTest::addColumn<int>("offered");    // number the question offered
-    QTest::addColumn<int>("id");         // on the service
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("bucket"); // empty: no StgHost and no StgBucket
-    QTest::addColumn<QString>("relPath");
-    QTest::addColumn<int>("size");
+    QTest::addColumn<QString>("meeting");
+    QTest::addColumn<QStringList>("steps");
+    QTest::addColumn<QStringList>("answers");
+    QTest::addColumn<QStringList>("seen");
+    QTest::addColumn<QStringList>("changes");
 
+    const QString file = " zarvo {moto} - - 0,0,0 0,0,0 1,1,1";
+    const QString link = " 0 - - - - 0,0,0 0,0,0 1,1,1";
+    const QStringList marker{"#50 https://example.org/marker"};
+    const QString url = "Create Custom Placeholder #2";
     QTest::newRow("MinIO model in capitals: no question, the service numbers it")
-        << "presenter" << "presenter123" << "models" << "chair.FBX" << 0 << 0 << 2 << 1 << "zarvo"
-        << "/presenter/models/chair.FBX" << 3000;
-    QTest::newRow("MinIO video: the first free placeholder is offered, another is taken")
-        << "presenter" << "presenter123" << "media" << "intro.mp4" << 7 << 2 << 22007 << 1 << "zarvo"
-        << "/presenter/media/intro.mp4" << 70000;
+        << "presenter" << "prl5t8c6" << QStringList{"add models/chair.FBX"} << QStringList() << QStringList()
+        << QStringList{"+2 chair.FBX 1 /presenter/models/chair.FBX 3000" + file};
+    QTest::newRow("MinIO video: the first free number offered, another taken")
+        << "presenter" << "prl5t8c6" << QStringList{"add media/intro.mp4"} << QStringList{"#7"} << QStringList{"intro.mp4 #2"}
+        << QStringList{"+22007 intro.mp4 1 /presenter/media/intro.mp4 70000" + file};
     QTest::newRow("Amazon S3 video: fixed bucket, mode 2")
-        << "amazon" << "amazon123" << "media" << "intro.mp4" << 3 << 1 << 22003 << 2 << "bvkzrv"
-        << "/{folder}/media/intro.mp4" << 70000;
+        << "amazon" << "" << QStringList{"add media/intro.mp4"} << QStringList{"#3"} << QStringList{"intro.mp4 #1"}
+        << QStringList{"+22003 intro.mp4 2 /{folder}/media/intro.mp4 70000" + QString(file).replace("zarvo", "bvkzrv")};
     QTest::newRow("NextCloud document: server address joined to its path, no store fields")
-        << "cloud" << "cloud123" << "Documents" << "notes.pdf" << 2 << 2 << 22002 << 0 << ""
-        << "{dav}/remote.php/dav/files/cloud/Documents/notes.pdf" << 5000;
+        << "cloud" << "shw4n1r8" << QStringList{"dav Documents/notes.pdf"} << QStringList{""} << QStringList{"notes.pdf #2"}
+        << QStringList{"+22002 notes.pdf 0 {dav}/remote.php/dav/files/cloud/Documents/notes.pdf 5000 - - - - 0,0,0 0,0,0 1,1,1"};
+    QTest::newRow("three files, the second skipped: its number goes to the third")
+        << "presenter" << "prl5t8c6" << QStringList{"addall pictures/a.png"} << QStringList{"", "cancel", ""}
+        << QStringList{"a.png #2", "b.png #3", "Item skipped: b.png not added", "c.png #3"}
+        << QStringList{"+22002 a.png 1 /presenter/pictures/a.png 3" + file, "+22003 c.png 1 /presenter/pictures/c.png 3" + file};
+    QTest::newRow("placeholder: blanks squeezed, the first free number offered")
+        << "presenter" << "prl5t8c6" << QStringList{"url"} << QStringList{"  https://example.org/slides/deck   one.pdf "}
+        << QStringList{url} << QStringList{"+22002 deck one.pdf 3 https://example.org/slides/deck one.pdf" + link};
+    QTest::newRow("placeholder: with 1 to 20 used, 1 offered and overwritten")
+        << "presenter" << "prl5t8c6" << QStringList{"fill 20", "url"} << QStringList{"https://example.org/new"}
+        << QStringList{"Create Custom Placeholder #1"} << QStringList{"+22001 new 3 https://example.org/new" + link, "-22001"};
+    QTest::newRow("placeholder: an empty URL adds nothing") << "presenter" << "prl5t8c6" << QStringList{"url", "url"}
+        << QStringList{"   "} + marker << QStringList{url, url} << QStringList{"+22050 marker 3 https://example.org/marker" + link};
+    QTest::newRow("placeholder: cancel adds nothing") << "presenter" << "prl5t8c6" << QStringList{"url", "url"}
+        << QStringList{"cancel"} + marker << QStringList{url, url} << QStringList{"+22050 marker 3 https://example.org/marker" + link};
+    QTest::newRow("properties: a model moved, turned and scaled")
+        << "admin" << "brd9q3x1" << QStringList{"props 1"} << QStringList{"ok"} << QStringList{"stage.fbx 1110"}
+        << QStringList{"+1 stage.fbx 1 admin/models/stage.fbx 482133 zarvo {moto} - - 1.5,-2,300 0,90,-45 2,2,0.5", "-1"};
+    QTest::newRow("properties: a placeholder's URL edited, its presigned path follows")
+        << "admin" << "brd9q3x1" << QStringList{"props URL#1"} << QStringList{"ok"} << QStringList{"Agenda 0001"}
+        << QStringList{"+22001 Agenda 3 https://example.org/edited 0 - - https://example.org/edited - - - -", "-22001"};
+    QTest::newRow("properties: cancel changes nothing") << "admin" << "brd9q3x1" << QStringList{"props 1", "url"}
+        << QStringList{"cancel"} + marker << QStringList{"stage.fbx 1110", url}
+        << QStringList{"+22050 marker 3 https://example.org/marker" + link};
+    QTest::newRow("properties: the bundle row opens nothing")
+        << "admin" << "brd9q3x1" << QStringList{"props AB"} << QStringList() << QStringList() << QStringList();
+    QTest::newRow("remove: at once, no question")
+        << "presenter" << "wdr7k2m4" << QStringList{"remove 1"} << QStringList() << QStringList() << QStringList{"-22001"};
+    QTest::newRow("remove all: at once, no question")
+        << "presenter" << "prl5t8c6" << QStringList{"removeall"} << QStringList() << QStringList() << QStringList{"-1", "-22001"};
+    QTest::newRow("refused by the service: its box, no row")
+        << "presenter" << "prl5t8c6" << QStringList{"refuse", "add models/chair.FBX"} << QStringList()
+        << QStringList{"Error during operation: Error trying to add asset to meeting: Storage host not allowed"} << QStringList();
+    QTest::newRow("ban by the ETag, as administrator")
+        << "admin" << "brd9q3x1" << QStringList{"ban admin/media/intro.mp4"} << QStringList()
+        << QStringList{"Add files to Banlist: Do you really want to add the selected files to the list of Banned files?",
+                       "Files added to Banlist: The following files have been added to the Banlist:\nintro.mp4\n"}
+        << QStringList{"ban 0 intro.mp4 {etag}"};
 }
 
-void TestZRV_ServerApp_Assets::storageFileAdded()
+void TestZRV_ServerApp_Assets::change()
 {
     QFETCH(QString, login);
-    QFETCH(QString, password);
-    QFETCH(QString, dir);
-    QFETCH(QString, file);
-    QFETCH(int, answer);
-    QFETCH(QString, relPath);
-
+    QFETCH(QString, meeting);
+    QFETCH(QStringList, steps);
+    QFETCH(QStringList, answers);
+    QFETCH(QStringList, changes);
     SignedInConsole c;
-    QVERIFY2(c.open(login, password, m_moto.endpoint()), qPrintable(c.error));
-    QString meetingId = login == "cloud" ? "shw4n1r8" : "prl5t8c6";
+    QVERIFY2(c.open(login, login + "123", m_moto.endpoint()), qPrintable(c.error));
     QString folder;
     if (login == "amazon") {
-        // The account has no meeting of its own yet.
-        const SimProcess::Reply created =
-            c.fx.sim().request("POST", QString(ConsoleFixture::MeetingBase) + "/meetings", R"({"title":"Amazon Review"})",
-                               {{"Authorization", c.bearer()}, {"Content-Type", "application/json"}});
-        meetingId = QJsonDocument::fromJson(created.body).object().value("meetingId").toString();
-        QVERIFY2(!meetingId.isEmpty(), created.body.constData());
+        // The account has no meeting yet, and keeps its files under the folder of its temporary key.
+        const QByteArray created = c.fx.sim().request("POST", QString(ConsoleFixture::MeetingBase) + "/meetings",
+                                                      R"({"title":"Amazon Review"})",
+                                                      {{"Authorization", c.bearer()}, {"Content-Type", "application/json"}}).body;
+        meeting = QJsonDocument::fromJson(created)["meetingId"].toString();
         c.window->findChild<QPushButton *>("btnMeetingRefresh")->click();
+        const QByteArray token = c.fx.sim().request("GET", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/s3/token", {},
+                                                    {{"Authorization", c.bearer()}}).body;
+        folder = QJsonDocument::fromJson(token)["AssumedRoleId"].toString();
+        QVERIFY(!folder.isEmpty() && m_moto.putObject("bvkzrv", folder + "/media/intro.mp4", QByteArray(70000, 'v')));
     }
-    QVERIFY2(c.selectMeeting(meetingId), qPrintable(c.error));
+    for (int n = 2; steps.first().startsWith("fill") && n <= steps.first().mid(5).toInt(); ++n)
+        post(c, meeting, QString(R"({"Id":%1,"Name":"p%2","Mode":3,"StgRelPath":"https://example.org/p%2"})").arg(22000 + n).arg(n).toUtf8());
+    QVERIFY2(c.selectMeeting(meeting), qPrintable(c.error));
     if (login == "amazon") {
-        // Amazon S3 accounts keep their files under the folder of their temporary key.
-        const QString service = QString(ConsoleFixture::ServiceBase) + "/zrv/svc";
-        folder = QJsonDocument::fromJson(
-                     c.fx.sim().request("GET", service + "/s3/token", {}, {{"Authorization", c.bearer()}}).body)
-                     .object()
-                     .value("AssumedRoleId")
-                     .toString();
-        QVERIFY(!folder.isEmpty());
         QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
-        QVERIFY(m_moto.putObject("bvkzrv", folder + "/media/intro.mp4", QByteArray(70000, 'v')));
         c.window->findChild<QPushButton *>("btnS3Refresh")->click();
     }
+    const QJsonObject before = c.liveRecord(meeting);
+    const int bansBefore = c.banlist().size();
 
-    QTableWidget *files = nullptr;
-    if (login == "cloud") {
-        QWidget *page = c.window->findChild<QWidget *>("tabNextCloud2");
-        page->findChild<QLineEdit *>("leUrl")->setText(m_dav.url());
-        page->findChild<QLineEdit *>("leUser")->setText("cloud");
-        page->findChild<QLineEdit *>("lePass")->setText("cloud123");
-        page->findChild<QPushButton *>("btnRefresh")->click();
-        auto *tree = page->findChild<QTreeWidget *>("treeWidget");
-        const QList<QTreeWidgetItem *> folders = tree->findItems(dir, Qt::MatchExactly | Qt::MatchRecursive);
-        QVERIFY(!folders.isEmpty());
-        tree->setCurrentItem(folders.first());
-        QMetaObject::invokeMethod(page, "on_treeWidget_itemClicked", Q_ARG(QTreeWidgetItem *, folders.first()),
-                                  Q_ARG(int, 0));
-        files = page->findChild<QTableWidget *>("tableWidget");
-        const QList<QTableWidgetItem *> found = files->findItems(file, Qt::MatchExactly);
-        QVERIFY(!found.isEmpty());
-        files->selectRow(found.first()->row());
-    } else {
-        QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
-        QVERIFY2(c.selectS3File(dir, file), qPrintable(c.error));
-        files = c.window->findChild<QTableWidget *>("S3TableWidget");
+    QStringList met;
+    ModalAnswerer answerer;
+    for (int i = 0; i < 8; ++i) {
+        answerer.handle([&](QWidget *modal) {
+            if (auto *box = qobject_cast<QMessageBox *>(modal)) {
+                met << box->windowTitle() + ": " + box->text();
+                box->button(box->button(QMessageBox::Yes) ? QMessageBox::Yes : QMessageBox::Ok)->click();
+                return;
+            }
+            const QString answer = answers.isEmpty() ? "cancel" : answers.takeFirst();
+            if (auto *spin = modal->findChild<QSpinBox *>()) {
+                met << modal->windowTitle() + " #" + QString::number(spin->value());
+                if (answer.startsWith('#'))
+                    spin->setValue(answer.section(' ', 0, 0).mid(1).toInt());
+                if (auto *url = modal->findChild<QLineEdit *>("leURL"))
+                    url->setText(answer.startsWith('#') ? answer.section(' ', 1) : answer);
+            } else {
+                met << modal->windowTitle() + " ";
+                for (const char *group : {"grpPos", "groRot", "grpSca", "grpCustomURL"})
+                    met.last() += QString::number(modal->findChild<QGroupBox *>(group)->isVisibleTo(modal));
+                const double values[] = {1.5, -2, 300, 0, 90, -45, 2, 2, 0.5};
+                int n = 0;
+                for (const QString &group : {"Pos", "Rot", "Sca"})
+                    for (const QString &axis : {"X", "Y", "Z"})
+                        modal->findChild<QDoubleSpinBox *>("spn" + group + axis)->setValue(values[n++]);
+                modal->findChild<QLineEdit *>("leCustomURL")->setText("https://example.org/edited");
+            }
+            // The placeholder dialog takes its outcome from the button clicked.
+            if (auto *buttons = modal->findChild<QDialogButtonBox *>("buttonBox"))
+                QTest::mouseClick(buttons->button(answer == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok), Qt::LeftButton);
+            else
+                answer == "cancel" ? qobject_cast<QDialog *>(modal)->reject() : qobject_cast<QDialog *>(modal)->accept();
+        });
     }
-
-    ModalAnswerer answerer;
-    int offered = 0;
-    if (answer)
-        answerer.handle(numberAnswer(answer, &offered));
     answerer.arm(Wait);
-    // A double click on the file adds it, as the Add button does.
-    emit files->itemDoubleClicked(files->selectedItems().first());
+    auto *s3Files = c.window->findChild<QTableWidget *>("S3TableWidget");
+    for (const QString &step : steps) {
+        const QString verb = step.section(' ', 0, 0), arg = step.section(' ', 1);
+        if (verb == "add" || verb == "addall" || verb == "ban") {
+            QVERIFY2(c.waitS3Listing() && c.selectS3File(arg.section('/', 0, -2), arg.section('/', -1)), qPrintable(c.error));
+            if (verb == "add") {
+                emit s3Files->itemDoubleClicked(s3Files->selectedItems().first());
+            } else {
+                s3Files->selectAll();
+                c.window->findChild<QPushButton *>(verb == "ban" ? "btnS3BanFile" : "btnAdd")->click();
+            }
+            QVERIFY(verb == "ban" || s3Files->selectedItems().isEmpty());
+        } else if (verb == "dav") {
+            QWidget *page = c.window->findChild<QWidget *>("tabNextCloud2");
+            page->findChild<QLineEdit *>("leUrl")->setText(m_dav.url());
+            page->findChild<QLineEdit *>("leUser")->setText("cloud");
+            page->findChild<QLineEdit *>("lePass")->setText("cloud123");
+            page->findChild<QPushButton *>("btnRefresh")->click();
+            QTreeWidgetItem *folder = nullptr;
+            QTRY_VERIFY_WITH_TIMEOUT(folder = page->findChild<QTreeWidget *>("treeWidget")->findItems(arg.section('/', 0, 0), Qt::MatchExactly | Qt::MatchRecursive).value(0), Wait);
+            QMetaObject::invokeMethod(page, "on_treeWidget_itemClicked", Q_ARG(QTreeWidgetItem *, folder), Q_ARG(int, 0));
+            auto *files = page->findChild<QTableWidget *>("tableWidget");
+            QTableWidgetItem *item = files->findItems(arg.section('/', 1), Qt::MatchExactly).value(0);
+            QVERIFY(item);
+            files->selectRow(item->row());
+            emit files->itemDoubleClicked(item);
+            QVERIFY(files->selectedItems().isEmpty());
+        } else if (verb == "url" || verb == "removeall") {
+            c.window->findChild<QPushButton *>(verb == "url" ? "btnCustomURL" : "btnRemoveAll")->click();
+        } else if (verb == "props") {
+            QTableWidgetItem *item = c.assets()->findItems(arg, Qt::MatchExactly).value(0);
+            QVERIFY(item);
+            c.assets()->setCurrentItem(item);
+            emit c.assets()->itemDoubleClicked(item);
+        } else if (verb == "remove") {
+            QTest::mouseClick(c.assets()->viewport(), Qt::LeftButton, {}, c.assets()->visualItemRect(c.assets()->item(arg.toInt(), 1)).center());
+            c.window->findChild<QPushButton *>("btnRemove")->click();
+        } else if (verb == "refuse") {
+            QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", {{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/" + meeting + "/asset"},
+                                                              {"status", 400}, {"message", "Storage host not allowed"}}).status, 200);
+        }
+    }
+    const QString etag = QString::fromLatin1(m_moto.objectHeader("zarvo", "admin/media/intro.mp4", "ETag")).remove('"');
+    for (QString &change : changes)
+        change.replace("{moto}", m_moto.endpoint()).replace("{dav}", m_dav.url()).replace("{folder}", folder).replace("{etag}", etag);
+    const auto changed = [&] {
+        QStringList out;
+        const QStringList was = assetTexts(before), now = assetTexts(c.liveRecord(meeting));
+        for (const QString &text : now)
+            out << (was.contains(text) ? QString() : "+" + text);
+        for (const QString &text : was)
+            out << (now.contains(text) ? QString() : "-" + text.section(' ', 0, 0));
+        const QJsonArray bans = c.banlist();
+        for (int i = bansBefore; i < bans.size(); ++i)
+            out << QString("ban %1 %2 %3").arg(bans[i]["Mode"].toInt()).arg(bans[i]["Filename"].toString(), bans[i]["Checksum"].toString());
+        out.removeAll(QString());
+        return out;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(changed(), changes, Wait);
+    QFETCH(QStringList, seen);
+    QTRY_COMPARE_WITH_TIMEOUT(met, seen, Wait);
     answerer.disarm();
-    QCOMPARE(answerer.seen().size(), answer ? 1 : 0);
-    QTEST(offered, "offered");
-    QVERIFY(files->selectedItems().isEmpty());
-
-    QFETCH(int, id);
-    QJsonObject asset;
-    QVERIFY(QTest::qWaitFor([&] { return !(asset = SignedInConsole::assetNamed(c.liveRecord(meetingId), file)).isEmpty(); },
-                            Wait));
-    QCOMPARE(asset.value("Id").toInt(), id);
-    QTEST(asset.value("Mode").toInt(), "mode");
-    QFETCH(QString, bucket);
-    QCOMPARE(asset.value("StgBucket").toString(), bucket);
-    QCOMPARE(asset.value("StgHost").toString(), bucket.isEmpty() ? QString() : m_moto.endpoint());
-    QCOMPARE(asset.contains("StgHost"), !bucket.isEmpty());
-    relPath.replace("{folder}", folder).replace("{dav}", m_dav.url());
-    QCOMPARE(asset.value("StgRelPath").toString(), relPath);
-    QTEST(asset.value("StgSize").toInt(), "size");
-    QVERIFY(!asset.contains("StgCredentials"));
-    QVERIFY(!asset.contains("StgPreSgnPath"));
-    QCOMPARE(vectorText(asset.value("Position").toObject()), QString("0,0,0"));
-    QCOMPARE(vectorText(asset.value("Rotation").toObject()), QString("0,0,0"));
-    QCOMPARE(vectorText(asset.value("Scale").toObject()), QString("1,1,1"));
-
-    // The reply's record becomes its row at once.
-    const QString idText = id > 22000 ? QString("URL#%1").arg(id - 22000) : QString::number(id);
-    QTRY_VERIFY_WITH_TIMEOUT(!c.assets()->findItems(idText, Qt::MatchExactly).isEmpty(), Wait);
-    const int row = c.assets()->findItems(idText, Qt::MatchExactly).first()->row();
-    QCOMPARE(c.assets()->item(row, 1)->text(), file);
-}
-
-void TestZRV_ServerApp_Assets::skippedFileFreesItsNumber()
-{
-    for (const char *name : {"a.png", "b.png", "c.png"})
-        QVERIFY(m_moto.putObject("zarvo", QString("presenter/pictures/") + name, "png"));
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
-    QVERIFY2(c.selectS3File("pictures", "a.png"), qPrintable(c.error));
-    c.window->findChild<QTableWidget *>("S3TableWidget")->selectAll();
-
-    ModalAnswerer answerer;
-    int offered[3] = {0, 0, 0};
-    answerer.handle(numberAnswer(0, &offered[0]));
-    answerer.handle(numberAnswer(-1, &offered[1]));
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.handle(numberAnswer(0, &offered[2]));
-    answerer.arm(Wait);
-    c.window->findChild<QPushButton *>("btnAdd")->click();
-    answerer.disarm();
-    QCOMPARE(answerer.seen().size(), 4);
-    QCOMPARE(answerer.seen().at(2).title, QString("Item skipped"));
-    QCOMPARE(answerer.seen().at(2).text, QString("b.png not added"));
-    // The number the skipped file was offered goes to the next one.
-    QCOMPARE(QList<int>({offered[0], offered[1], offered[2]}), QList<int>({2, 3, 3}));
-    QTRY_VERIFY_WITH_TIMEOUT(!SignedInConsole::assetNamed(c.liveRecord("prl5t8c6"), "c.png").isEmpty(), Wait);
-    const QJsonObject record = c.liveRecord("prl5t8c6");
-    QCOMPARE(SignedInConsole::assetNamed(record, "a.png").value("Id").toInt(), 22002);
-    QCOMPARE(SignedInConsole::assetNamed(record, "c.png").value("Id").toInt(), 22003);
-    QVERIFY(SignedInConsole::assetNamed(record, "b.png").isEmpty());
+    // The table follows the record: "URL#n" for placeholder 22000 + n.
+    const auto ids = [&](bool shown) {
+        QStringList out;
+        for (int r = 0; shown && r < c.assets()->rowCount(); ++r)
+            out << (c.assets()->item(r, 0)->text() == "AB" ? QString() : c.assets()->item(r, 0)->text());
+        for (const QJsonValue &a : shown ? QJsonArray() : c.liveRecord(meeting)["assets"].toArray())
+            out << (a["Id"].toInt() > 22000 ? QString("URL#%1").arg(a["Id"].toInt() - 22000) : QString::number(a["Id"].toInt()));
+        out.removeAll(QString());
+        out.sort();
+        return out;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(ids(true), ids(false), Wait);
 }
 
 void TestZRV_ServerApp_Assets::componentsTable()
 {
     SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()), qPrintable(c.error));
-    // The board meeting carries the global bundle beside the seeded assets.
-    QVERIFY2(c.selectMeeting("brd9q3x1"), qPrintable(c.error));
-    // The account's folder and its slash are cut from the front of every
-    // path shown, a placeholder's URL too.
+    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("brd9q3x1"), qPrintable(c.error));
+    // The bundle row first; the account's folder and its slash cut from the
+    // front of every path shown, a placeholder's URL too.
     QCOMPARE(c.assetRows(), QStringList({"AB|Zarvo Lobby|14 MB|Asset Bundle", "1|stage.fbx|470 KB|models/",
                                          "URL#1|agenda|ext|//www.brenvik-demo.example/"}));
     QCOMPARE(c.assets()->item(0, 0)->data(Qt::UserRole).toInt(), -1);
-
-    // New assets from elsewhere take their places by Id.
-    const QByteArray auth = c.bearer();
-    for (const char *body : {R"({"Id":22010,"Name":"ten","Mode":3,"StgRelPath":"https://example.org/ten"})",
-                             R"({"Id":5,"Name":"five","Mode":1,"StgRelPath":"admin/five.fbx","StgSize":0})"}) {
-        c.fx.sim().request("POST", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/brd9q3x1/asset", body,
-                           {{"Authorization", auth}, {"Content-Type", "application/json"}});
-    }
-    // The selected row is found again after the poll brings the new record.
+    // New assets from elsewhere take their places by Id at the next poll;
+    // the selected row stays selected and an unchanged row keeps its items.
+    post(c, "brd9q3x1", R"({"Id":22010,"Name":"ten","Mode":3,"StgRelPath":"https://example.org/ten"})");
+    post(c, "brd9q3x1", R"({"Id":5,"Name":"five","Mode":1,"StgRelPath":"admin/five.fbx","StgSize":0})");
     c.assets()->selectRow(1);
     QTableWidgetItem *kept = c.assets()->item(1, 1);
     QMetaObject::invokeMethod(c.window.get(), "onMeetingStatusTimer");
     QTRY_COMPARE_WITH_TIMEOUT(c.assets()->rowCount(), 5, Wait);
     QStringList ids;
-    for (int r = 0; r < 5; ++r)
+    for (int r = 0; r < c.assets()->rowCount(); ++r)
         ids << c.assets()->item(r, 0)->text();
     QCOMPARE(ids, QStringList({"AB", "1", "5", "URL#1", "URL#10"}));
-    QCOMPARE(c.assets()->selectedItems().value(0) ? c.assets()->selectedItems().first()->row() : -1, 1);
-    // An unchanged row keeps its items.
+    QCOMPARE(c.assets()->selectedItems().value(0, nullptr) ? c.assets()->selectedItems().first()->row() : -1, 1);
     QCOMPARE(c.assets()->item(1, 1), kept);
-}
-
-void TestZRV_ServerApp_Assets::customUrl_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<int>("fill");   // placeholders 22001.. put on the meeting first
-    QTest::addColumn<int>("offered");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QString>("stored"); // empty: nothing new on the service
-
-    QTest::newRow("blanks are squeezed, first free number offered")
-        << "  https://example.org/slides/deck   one.pdf " << 1 << 2 << true << "https://example.org/slides/deck one.pdf";
-    QTest::newRow("all of 1 to 20 used: 1 offered, and its placeholder overwritten")
-        << "https://example.org/new" << 20 << 1 << true << "https://example.org/new";
-    QTest::newRow("empty URL adds nothing") << "   " << 1 << 2 << true << "";
-    QTest::newRow("cancel adds nothing") << "https://example.org/x" << 1 << 2 << false << "";
-}
-
-void TestZRV_ServerApp_Assets::customUrl()
-{
-    QFETCH(QString, typed);
-    QFETCH(int, fill);
-    QFETCH(bool, ok);
-    QFETCH(QString, stored);
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
-    const QByteArray auth = c.bearer();
-    for (int n = 2; n <= fill; ++n) {
-        const QByteArray body = QString(R"({"Id":%1,"Name":"p%2","Mode":3,"StgRelPath":"https://example.org/p%2"})")
-                                    .arg(22000 + n)
-                                    .arg(n)
-                                    .toUtf8();
-        c.fx.sim().request("POST", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/prl5t8c6/asset", body,
-                           {{"Authorization", auth}, {"Content-Type", "application/json"}});
-    }
-    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    const int before = c.liveRecord("prl5t8c6").value("assets").toArray().size();
-
-    ModalAnswerer answerer;
-    int offered = 0;
-    QString title;
-    answerer.handle([&](QWidget *modal) {
-        title = modal->windowTitle();
-        offered = modal->findChild<QSpinBox *>("spnId")->value();
-        modal->findChild<QLineEdit *>("leURL")->setText(typed);
-        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
-        QTest::mouseClick(box->button(ok ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel), Qt::LeftButton);
-    });
-    answerer.arm(Wait);
-    c.window->findChild<QPushButton *>("btnCustomURL")->click();
-    answerer.disarm();
-    QCOMPARE(title, QString("Create Custom Placeholder"));
-    QTEST(offered, "offered");
-
-    if (stored.isEmpty()) {
-        // A placeholder added after it through the same window comes in alone.
-        ModalAnswerer marker;
-        marker.handle([](QWidget *modal) {
-            modal->findChild<QSpinBox *>("spnId")->setValue(50);
-            modal->findChild<QLineEdit *>("leURL")->setText("https://example.org/marker");
-            QTest::mouseClick(modal->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok),
-                              Qt::LeftButton);
-        });
-        marker.arm(Wait);
-        c.window->findChild<QPushButton *>("btnCustomURL")->click();
-        marker.disarm();
-        QTRY_VERIFY_WITH_TIMEOUT(!c.assets()->findItems("URL#50", Qt::MatchExactly).isEmpty(), Wait);
-        QCOMPARE(c.liveRecord("prl5t8c6").value("assets").toArray().size(), before + 1);
-        return;
-    }
-    const int id = 22000 + offered;
-    QJsonObject asset;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            for (const QJsonValue &v : c.liveRecord("prl5t8c6").value("assets").toArray()) {
-                if (v.toObject().value("Id").toInt() == id && v.toObject().value("StgRelPath").toString() == stored)
-                    asset = v.toObject();
-            }
-            return !asset.isEmpty();
-        },
-        Wait));
-    QCOMPARE(asset.value("Mode").toInt(), 3);
-    QCOMPARE(asset.value("Name").toString(), stored.mid(stored.lastIndexOf('/') + 1));
-    QCOMPARE(asset.value("StgSize").toInt(), 0);
-    QVERIFY(!asset.contains("StgHost"));
-    QCOMPARE(c.liveRecord("prl5t8c6").value("assets").toArray().size(), fill == 20 ? before : before + 1);
-    QTRY_VERIFY_WITH_TIMEOUT(!c.assets()->findItems(QString("URL#%1").arg(offered), Qt::MatchExactly).isEmpty(), Wait);
-}
-
-void TestZRV_ServerApp_Assets::properties_data()
-{
-    QTest::addColumn<QString>("idText");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QStringList>("expected"); // Position, Rotation, Scale, StgRelPath, StgPreSgnPath
-
-    QTest::newRow("model moved, turned and scaled")
-        << "1" << true << QStringList{"1.5,-2,300", "0,90,-45", "2,2,0.5", "admin/models/stage.fbx", ""};
-    QTest::newRow("placeholder URL edited, presigned path follows")
-        << "URL#1" << true
-        << QStringList{"", "", "", "https://example.org/edited", "https://example.org/edited"};
-    QTest::newRow("cancel changes nothing")
-        << "1" << false << QStringList{"0,0,0", "0,0,0", "1,1,1", "admin/models/stage.fbx", ""};
-    QTest::newRow("the bundle row opens nothing") << "AB" << true << QStringList();
-}
-
-void TestZRV_ServerApp_Assets::properties()
-{
-    QFETCH(QString, idText);
-    QFETCH(bool, ok);
-    QFETCH(QStringList, expected);
-    SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.selectMeeting("brd9q3x1"), qPrintable(c.error));
-    QVERIFY(!c.window->findChild<QPushButton *>("btnProperties")->isHidden());
-    QTableWidgetItem *item = c.assets()->findItems(idText, Qt::MatchExactly).value(0);
-    QVERIFY(item);
-    c.assets()->setCurrentItem(item);
-    c.assets()->selectRow(item->row());
-
-    ModalAnswerer answerer;
-    QStringList shown;
-    answerer.handle([&](QWidget *modal) {
-        shown << modal->windowTitle();
-        for (const char *group : {"grpSca", "grpPos", "groRot", "grpCustomURL"})
-            shown << QString::number(modal->findChild<QGroupBox *>(group)->isVisibleTo(modal));
-        auto set = [&](const char *name, double v) { modal->findChild<QDoubleSpinBox *>(name)->setValue(v); };
-        set("spnPosX", 1.5), set("spnPosY", -2), set("spnPosZ", 300);
-        set("spnRotX", 0), set("spnRotY", 90), set("spnRotZ", -45);
-        set("spnScaX", 2), set("spnScaY", 2), set("spnScaZ", 0.5);
-        modal->findChild<QLineEdit *>("leCustomURL")->setText("https://example.org/edited");
-        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
-        QTest::mouseClick(box->button(ok ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel), Qt::LeftButton);
-    });
-    answerer.arm(Wait);
-    emit c.assets()->itemDoubleClicked(item);
-    answerer.disarm();
-    if (expected.isEmpty()) {
-        QVERIFY(answerer.seen().isEmpty());
-        return;
-    }
-    const bool placeholder = idText.startsWith("URL");
-    QCOMPARE(shown, QStringList({placeholder ? "Agenda" : "stage.fbx", placeholder ? "0" : "1", placeholder ? "0" : "1",
-                                 placeholder ? "0" : "1", placeholder ? "1" : "0"}));
-
-    const int id = placeholder ? 22001 : 1;
-    auto current = [&] {
-        for (const QJsonValue &v : c.liveRecord("brd9q3x1").value("assets").toArray()) {
-            const QJsonObject a = v.toObject();
-            if (a.value("Id").toInt() == id)
-                return QStringList{a.contains("Position") ? vectorText(a.value("Position").toObject()) : "",
-                                   a.contains("Rotation") ? vectorText(a.value("Rotation").toObject()) : "",
-                                   a.contains("Scale") ? vectorText(a.value("Scale").toObject()) : "",
-                                   a.value("StgRelPath").toString(),
-                                   placeholder ? a.value("StgPreSgnPath").toString() : ""};
-        }
-        return QStringList();
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(current(), expected, Wait);
-    // The table is read anew and the edited row comes back selected.
-    QTRY_VERIFY_WITH_TIMEOUT(!c.assets()->selectedItems().isEmpty() &&
-                                 c.assets()->item(c.assets()->selectedItems().first()->row(), 0)->text() == idText,
-                             Wait);
-}
-
-void TestZRV_ServerApp_Assets::removeAndRemoveAll()
-{
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.selectMeeting("wdr7k2m4"), qPrintable(c.error));
-    QTest::mouseClick(c.assets()->viewport(), Qt::LeftButton, {}, c.assets()->visualItemRect(c.assets()->item(1, 1)).center());
-    QVERIFY(c.window->findChild<QPushButton *>("btnRemove")->isEnabled());
-    ModalAnswerer answerer; // no question may come
-    answerer.arm(Wait);
-    c.window->findChild<QPushButton *>("btnRemove")->click();
-    QCOMPARE(c.assetRows(), QStringList({"1|stage.fbx|470 KB|models/"}));
-    QTRY_COMPARE_WITH_TIMEOUT(c.liveRecord("wdr7k2m4").value("assets").toArray().size(), 1, Wait);
-    QCOMPARE(c.liveRecord("wdr7k2m4").value("assets").toArray().first().toObject().value("Id").toInt(), 1);
-
-    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    c.window->findChild<QPushButton *>("btnRemoveAll")->click();
-    QCOMPARE(c.assets()->rowCount(), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(c.liveRecord("prl5t8c6").value("assets").toArray().size(), 0, Wait);
-    answerer.disarm();
-    QVERIFY(answerer.seen().isEmpty());
-    // The other meeting kept what it had.
-    QCOMPARE(c.liveRecord("wdr7k2m4").value("assets").toArray().size(), 1);
-}
-
-void TestZRV_ServerApp_Assets::banFile()
-{
-    SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.selectMeeting("brd9q3x1"), qPrintable(c.error));
-    QVERIFY(c.waitS3Listing());
-    QVERIFY2(c.selectS3File("admin/media", "intro.mp4"), qPrintable(c.error));
-    const QString etag = QString::fromLatin1(m_moto.objectHeader("zarvo", "admin/media/intro.mp4", "ETag")).remove('"');
-    QVERIFY(!etag.isEmpty());
-    const int before = c.banlist().size();
-
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Yes);
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(Wait);
-    c.window->findChild<QPushButton *>("btnS3BanFile")->click();
-    answerer.disarm();
-    QCOMPARE(answerer.seen().size(), 2);
-    QCOMPARE(answerer.seen().at(1).title, QString("Files added to Banlist"));
-    QCOMPARE(answerer.seen().at(1).text, QString("The following files have been added to the Banlist:\nintro.mp4\n"));
-
-    QTRY_COMPARE_WITH_TIMEOUT(c.banlist().size(), before + 1, Wait);
-    const QJsonObject entry = c.banlist().last().toObject();
-    QCOMPARE(entry.value("Mode").toInt(), 0);
-    QCOMPARE(entry.value("Filename").toString(), QString("intro.mp4"));
-    QCOMPARE(entry.value("Checksum").toString(), etag);
-}
-
-void TestZRV_ServerApp_Assets::refusedAsset()
-{
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    QVERIFY(c.waitS3Listing());
-    QVERIFY2(c.selectS3File("models", "chair.FBX"), qPrintable(c.error));
-    QCOMPARE(c.fx.sim()
-                 .admin("POST", "/_sim/fault",
-                        {{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/prl5t8c6/asset"},
-                         {"status", 400},
-                         {"message", "Storage host not allowed"}})
-                 .status,
-             200);
-    ModalAnswerer answerer;
-    answerer.arm(Wait);
-    c.window->findChild<QPushButton *>("btnAdd")->click();
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 1, Wait);
-    answerer.disarm();
-    QCOMPARE(answerer.seen().first().title, QString("Error during operation"));
-    QCOMPARE(answerer.seen().first().text, QString("Error trying to add asset to meeting: Storage host not allowed"));
-    QCOMPARE(c.assets()->rowCount(), 2);
 }
 
 QTEST_MAIN(TestZRV_ServerApp_Assets)
