@@ -1,8 +1,5 @@
 #include <QtTest>
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-
 #include <cstdio>
 #include <functional>
 
@@ -16,7 +13,6 @@ namespace {
 
 constexpr qint64 kMiB = 1024 * 1024;
 const QString kBucket = "store";
-const QString kManyBucket = "many";
 
 QByteArray randomBytes(qint64 size)
 {
@@ -77,7 +73,6 @@ private slots:
     void roundTrip();
     void twoDownloadsOntoOneTargetResumedInPlace();
     void oneFileToTwoKeysWithPauses();
-    void listing_data();
     void listing();
     void signedAgainstCheckingStore();
     void interrupted_data();
@@ -101,7 +96,6 @@ private:
 
     MotoServer m_moto;
     QTemporaryDir m_dir;
-    QStringList m_manyKeys;
 };
 
 void TestStorage_S3::initTestCase()
@@ -111,17 +105,7 @@ void TestStorage_S3::initTestCase()
     QVERIFY(m_dir.isValid());
     QString error;
     QVERIFY2(m_moto.start(&error), qPrintable(error));
-    QVERIFY(m_moto.createBucket(kBucket) && m_moto.createBucket(kManyBucket));
-
-    // Many small objects at once, so that listing has to page.
-    QNetworkAccessManager nam;
-    int done = 0;
-    for (int i = 0; i < 1100; ++i) {
-        m_manyKeys << QStringLiteral("many/%1.bin").arg(i, 5, 10, QLatin1Char('0'));
-        connect(nam.put(QNetworkRequest(QUrl(m_moto.endpoint() + "/many/" + m_manyKeys.last())), QByteArray::number(i)),
-                &QNetworkReply::finished, [&done] { ++done; });
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(done, m_manyKeys.size(), 60000);
+    QVERIFY(m_moto.createBucket(kBucket));
 
     // Leftovers of an earlier run, planted before any library object exists.
     QVERIFY(QDir().mkpath(TransferJournal::directory()));
@@ -274,50 +258,28 @@ void TestStorage_S3::oneFileToTwoKeysWithPauses()
     QCOMPARE(m_moto.openMultipartUploads(kBucket), 0);
 }
 
-void TestStorage_S3::listing_data()
-{
-    QTest::addColumn<QString>("prefix");
-    QTest::addColumn<QStringList>("expected");
-    QTest::addColumn<int>("requests");
-    QTest::newRow("whole subtree over two pages") << "many/" << m_manyKeys << 2;
-    QTest::newRow("prefix that is no directory") << "many/0000" << QStringList(m_manyKeys.mid(0, 10)) << 1;
-    QTest::newRow("non-ASCII, blanks, markers and reserved characters")
-        << "odd/"
-        << QStringList{"odd/Grüße aus Köln.txt", "odd/a  two blanks", "odd/dir/", "odd/dir/deep/x+y=z&w.bin",
-                       "odd/日本語 ファイル"}
-        << 1;
-    QTest::newRow("nothing below the prefix") << "void/" << QStringList() << 1;
-}
-
-// GetObjectInfo is called once per file of a folder: a recent listing answers
-// it, and a delete makes it ask the store again.
+// Keys that need escaping come back whole. GetObjectInfo, called once per file
+// of a folder, is answered by a recent listing, and after a delete asks again.
 void TestStorage_S3::listing()
 {
-    QFETCH(QString, prefix);
-    QFETCH(QStringList, expected);
-    for (const QString &key : expected) {
-        if (key.startsWith("odd/"))
-            QVERIFY2(m_moto.putObject(kManyBucket, key, key.toUtf8()), qPrintable(key));
-    }
+    const QStringList odd{"odd/Grüße aus Köln.txt", "odd/a  two blanks", "odd/dir/", "odd/dir/deep/x+y=z&w.bin",
+                          "odd/日本語 ファイル"};
+    for (const QString &key : odd)
+        QVERIFY2(m_moto.putObject(kBucket, key, key.toUtf8()), qPrintable(key));
     std::unique_ptr<Storage_S3> s3(client());
     QStringList keys;
     quint64 before = Storage_S3::requestCount();
-    s3->ListObjects(kManyBucket, prefix, keys);
-    QTEST(int(Storage_S3::requestCount() - before), "requests");
+    s3->ListObjects(kBucket, "odd/", keys);
+    QCOMPARE(Storage_S3::requestCount() - before, quint64(1));
     keys.sort();
-    expected.sort();
-    QCOMPARE(keys, expected);
+    QCOMPARE(keys, odd);
     before = Storage_S3::requestCount();
-    for (const QString &key : qAsConst(keys)) {
-        QCOMPARE(s3->GetObjectInfo(kManyBucket, key).size,
-                 qint64(key.startsWith("odd/") ? key.toUtf8().size() : QByteArray::number(key.mid(5, 5).toInt()).size()));
-    }
+    for (const QString &key : odd)
+        QCOMPARE(s3->GetObjectInfo(kBucket, key).size, qint64(key.toUtf8().size()));
     QCOMPARE(Storage_S3::requestCount() - before, quint64(0));
-    if (!keys.isEmpty()) {
-        s3->DeleteObject(kManyBucket, keys.last());
-        QCOMPARE(thrown([&] { s3->GetObjectInfo(kManyBucket, keys.last()); }),
-                 "404 NotFound: The bucket or object does not exist.");
-    }
+    s3->DeleteObject(kBucket, odd.last());
+    QCOMPARE(thrown([&] { s3->GetObjectInfo(kBucket, odd.last()); }),
+             "404 NotFound: The bucket or object does not exist.");
     QCOMPARE(thrown([&] { s3->ListObjects("no-such-bucket", QString(), keys); }),
              "404 NoSuchBucket: The specified bucket does not exist");
 }

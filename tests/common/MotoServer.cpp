@@ -39,11 +39,6 @@ private:
 #endif
 };
 
-QString objectPath(const QString &bucket, const QString &key)
-{
-    return '/' + bucket + '/' + QString::fromLatin1(QUrl::toPercentEncoding(key, "/"));
-}
-
 QStringList elements(const QByteArray &xmlText, const QString &name, bool *ok = nullptr)
 {
     QXmlStreamReader xml(xmlText);
@@ -144,44 +139,15 @@ int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, con
     return r->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
-bool MotoServer::putObject(const QString &bucket, const QString &key, const QByteArray &data)
-{
-    return request("PUT", objectPath(bucket, key), data) == 200;
-}
-
-bool MotoServer::hasObject(const QString &bucket, const QString &key)
-{
-    return request("HEAD", objectPath(bucket, key)) == 200;
-}
-
-QByteArray MotoServer::getObject(const QString &bucket, const QString &key)
-{
-    QByteArray body;
-    return request("GET", objectPath(bucket, key), QByteArray(), &body) == 200 ? body : QByteArray();
-}
-
 QByteArray MotoServer::objectHeader(const QString &bucket, const QString &key, const QByteArray &name)
 {
     QList<QPair<QByteArray, QByteArray>> headers;
-    request("HEAD", objectPath(bucket, key), QByteArray(), nullptr, "s3", &headers);
+    request("HEAD", path(bucket, key), QByteArray(), nullptr, "s3", &headers);
     for (const auto &h : headers) {
         if (h.first.compare(name, Qt::CaseInsensitive) == 0)
             return h.second;
     }
     return QByteArray();
-}
-
-bool MotoServer::createBucket(const QString &name)
-{
-    const int status = request("PUT", '/' + name);
-    return status == 200 || status == 409;
-}
-
-int MotoServer::openMultipartUploads(const QString &bucket)
-{
-    bool ok = false;
-    const QStringList ids = openUploadIds(bucket, &ok);
-    return ok ? ids.size() : -1;
 }
 
 QStringList MotoServer::openUploadIds(const QString &bucket, bool *ok)
@@ -191,11 +157,6 @@ QStringList MotoServer::openUploadIds(const QString &bucket, bool *ok)
     const QStringList ids = elements(body, "UploadId", ok);
     *ok = *ok && answered;
     return ids;
-}
-
-bool MotoServer::reset()
-{
-    return m_moto && request("POST", "/moto-api/reset") == 200;
 }
 
 bool MotoServer::createAccessKey(QString *id, QString *secret)

@@ -7,6 +7,7 @@
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QUrl>
 
 #include <memory>
 
@@ -31,14 +32,19 @@ public:
     quint16 port() const { return m_port; }
     bool isMoto() const { return m_moto; }
 
-    bool createBucket(const QString &name);
+    bool createBucket(const QString &name) { return QList<int>{200, 409}.contains(request("PUT", '/' + name)); }
     // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
-    int openMultipartUploads(const QString &bucket);
+    int openMultipartUploads(const QString &bucket)
+    {
+        bool ok = false;
+        const int count = openUploadIds(bucket, &ok).size();
+        return ok ? count : -1;
+    }
     QStringList openUploadIds(const QString &bucket, bool *ok);
     // A new IAM user allowed everything, and its key pair (moto only; costs
     // three of the open actions).
     bool createAccessKey(QString *id, QString *secret);
-    bool reset(); // forgets every bucket and object (moto only)
+    bool reset() { return m_moto && request("POST", "/moto-api/reset") == 200; } // forgets every bucket and object
 
     // One unsigned request; the HTTP status, 0 when nothing came back.
     int request(const QByteArray &verb, const QString &pathAndQuery, const QByteArray &body = QByteArray(),
@@ -47,12 +53,24 @@ public:
 
     // Objects seeded and read without the storage library, so that what a
     // test's subject did is checked apart from how it did it.
-    bool putObject(const QString &bucket, const QString &key, const QByteArray &data);
-    bool hasObject(const QString &bucket, const QString &key);
-    QByteArray getObject(const QString &bucket, const QString &key); // null when absent
+    bool putObject(const QString &bucket, const QString &key, const QByteArray &data)
+    {
+        return request("PUT", path(bucket, key), data) == 200;
+    }
+    bool hasObject(const QString &bucket, const QString &key) { return request("HEAD", path(bucket, key)) == 200; }
+    QByteArray getObject(const QString &bucket, const QString &key) // null when absent
+    {
+        QByteArray body;
+        return request("GET", path(bucket, key), QByteArray(), &body) == 200 ? body : QByteArray();
+    }
     QByteArray objectHeader(const QString &bucket, const QString &key, const QByteArray &name);
 
 private:
+    static QString path(const QString &bucket, const QString &key)
+    {
+        return '/' + bucket + '/' + QString::fromLatin1(QUrl::toPercentEncoding(key, "/"));
+    }
+
     std::unique_ptr<QProcess> m_process;
     std::unique_ptr<QTemporaryDir> m_dataDir;
     quint16 m_port = 0;
