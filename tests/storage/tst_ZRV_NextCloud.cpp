@@ -50,15 +50,188 @@ class TestZRV_NextCloud : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void refresh_data();
-    void refresh();
-    void fileTable();
-    void check_data();
-    void check();
-    void tree_data();
-    void tree();
+    void initTestCase()
+    {
+        Q_INIT_RESOURCE(zrv);
+        QVERIFY(m_data.isValid());
+        const QString root = m_data.path() + "/cloud/";
+        for (const char *dir : {"Models/Furniture", "Images/Backgrounds/2026", "Documents", "Empty"})
+            QVERIFY(QDir().mkpath(root + dir));
+        const QList<QPair<QString, qint64>> files{
+            {"readme.txt", 5}, {"Models/Furniture/chair one.fbx", 1234567}, {"Documents/notes.pdf", 999},
+            {"Images/Backgrounds/2026/huge.png", qint64(3) << 30}}; // sparse: no disk space
+        for (const auto &f : files) {
+            QFile out(root + f.first);
+            QVERIFY(out.open(QIODevice::WriteOnly) && out.resize(f.second));
+        }
+        QVERIFY(m_dav.start(m_data.path(), "cloud:cloud123,other:other123"));
+        qInstallMessageHandler(collect);
+    }
+
+    void cleanupTestCase()
+    {
+        qInstallMessageHandler(nullptr);
+        m_dav.stop();
+    }
+
+    void refresh_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("pass");
+        QTest::addColumn<QString>("tree");
+        QTest::addColumn<QStringList>("criticals");
+
+        const QStringList refused{"critical NCL    Sabre\\DAV\\Exception\\NotAuthenticated",
+                                  "critical NCL    Username or password does not match"};
+        QTest::newRow("the account's whole tree from one request, a file of 3 GiB reads 0")
+            << "" << "cloud" << "cloud123"
+            << "NextCloud - cloud[readme.txt:5]{Documents[notes.pdf:999] Empty Images{Backgrounds{2026[huge.png:0]}} "
+               "Models{Furniture[chair one.fbx:1234567]}}"
+            << QStringList();
+        QTest::newRow("wrong password: empty tree, the server's words in the log")
+            << "" << "cloud" << "wrong" << "" << refused;
+        QTest::newRow("another account's folder is refused") << "" << "other" << "cloud123" << "" << refused;
+        QTest::newRow("nobody listening: nothing came back, the root alone")
+            << "http://127.0.0.1:1" << "cloud" << "cloud123" << "NextCloud - cloud" << QStringList();
+    }
+
+    void refresh()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, user);
+        QFETCH(QString, pass);
+        url = url.isEmpty() ? m_dav.url() : url;
+        ModalAnswerer answerer;
+        answerer.arm(20000);
+        ZRV_NextCloud page;
+        refreshAs(page, url, user, pass);
+
+        auto *view = page.findChild<QTreeWidget *>("treeWidget");
+        view->sortItems(0, Qt::AscendingOrder);
+        QTEST(view->topLevelItemCount() ? storageTreeDump(view->topLevelItem(0)) : QString(), "tree");
+        QCOMPARE(page.findChild<QTableWidget *>("tableWidget")->rowCount(), 0);
+        QVERIFY2(answerer.seen().isEmpty(), "no box for the user, whatever happened");
+
+        QMutexLocker lock(&g_logLock);
+        QStringList criticals;
+        for (const QString &line : g_log) {
+            if (line.startsWith("critical"))
+                criticals << line;
+            QVERIFY2(!line.contains(pass), qPrintable("password in the log: " + line));
+        }
+        QTEST(criticals, "criticals");
+        // The request is named, with the password masked.
+        QVERIFY2(g_log.contains(QString("debug NCL    PROPFIND %1/remote.php/dav/files/%2 Depth: 10 user %2:*****")
+                                    .arg(url, user)),
+                 qPrintable(g_log.join("\n")));
+        QVERIFY2(g_log.contains("debug NCL    Done. TRUE"), qPrintable(g_log.join("\n")));
+    }
+
+    void fileTable()
+    {
+        ZRV_NextCloud page;
+        refreshAs(page, m_dav.url(), "cloud", "cloud123");
+        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        auto *tree = page.findChild<QTreeWidget *>("treeWidget");
+        auto *table = page.findChild<QTableWidget *>("tableWidget");
+        QSignalSpy clicked(&page, &ZRV_NextCloud::itemClicked);
+        QSignalSpy doubled(&page, &ZRV_NextCloud::itemDoubleClicked);
+        // Files only, sizes in MB of a million bytes; 3 GiB does not fit and shows 0.00.
+        const QList<QPair<QString, QString>> folders{{"Furniture", "chair one.fbx|1.23"}, {"Models", ""},
+                                                     {"2026", "huge.png|0.00"}, {"Documents", "notes.pdf|0.00"}};
+        for (const auto &folder : folders) {
+            QTreeWidgetItem *item = tree->findItems(folder.first, Qt::MatchExactly | Qt::MatchRecursive).value(0);
+            QVERIFY(item);
+            tree->scrollToItem(item);
+            QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(item).center());
+            QStringList rows;
+            for (int r = 0; r < table->rowCount(); ++r)
+                rows << table->item(r, 0)->text() + "|" + table->item(r, 1)->text();
+            QCOMPARE(rows.join(","), folder.second);
+        }
+        QCOMPARE(clicked.count(), folders.size());
+        QCOMPARE(table->rowHeight(0), 20);
+        const QJsonObject o = table->item(0, 0)->data(Qt::UserRole).toJsonObject();
+        QCOMPARE(o.value("path").toString(), QString("/remote.php/dav/files/cloud/Documents/notes.pdf"));
+        QCOMPARE(o.value("url").toString(), m_dav.url());
+
+        // Whole rows are selected; the page hands out each row's first cell.
+        const QPoint cell = table->visualItemRect(table->item(0, 1)).center();
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, cell);
+        QCOMPARE(clicked.count(), folders.size() + 1);
+        QCOMPARE(page.selectedItems(), QList<QTableWidgetItem *>{table->item(0, 0)});
+        QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, cell);
+        QCOMPARE(doubled.count(), 1);
+        page.clearSelection();
+        QVERIFY(page.selectedItems().isEmpty());
+    }
+
+    void check_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("good");
+        QTest::addColumn<QString>("exception");
+        QTest::addColumn<QString>("message");
+
+        QTest::newRow("empty reply has no tokens and is no fault") << QByteArray() << true << "" << "";
+        QTest::newRow("a good multistatus") << multistatus(response("/remote.php/dav/files/u/", Folder)) << true << ""
+                                            << "";
+        QTest::newRow("refused login: exception and message of the error element")
+            << QByteArray("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<d:error xmlns:d=\"DAV:\" "
+                          "xmlns:s=\"http://sabredav.org/ns\"><s:exception>Sabre\\DAV\\Exception\\NotAuthenticated"
+                          "</s:exception><s:message>Username or password does not match</s:message></d:error>")
+            << false << "Sabre\\DAV\\Exception\\NotAuthenticated" << "Username or password does not match";
+        QTest::newRow("error element without details") << QByteArray("<d:error xmlns:d=\"DAV:\"/>") << false << ""
+                                                       << "";
+        QTest::newRow("broken XML: the reader's error number and text")
+            << QByteArray("<d:multistatus xmlns:d=\"DAV:\"><d:response></d:multistatus>") << false << "Cloud Error = 3"
+            << "Opening and ending tag mismatch.";
+        QTest::newRow("cut off in the middle") << multistatus(response("/x/", Folder)).left(60) << false
+                                               << "Cloud Error = 4" << "Premature end of document.";
+    }
+
+    void check()
+    {
+        QFETCH(QByteArray, body);
+        QString exception = "unset";
+        QString message = "unset";
+        QTEST(ZRV_NextCloudReply::check(body, &exception, &message), "good");
+        QTEST(exception, "exception");
+        QTEST(message, "message");
+    }
+
+    void tree_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("expected");
+
+        const QByteArray base = "/remote.php/dav/files/cloud/";
+        QTest::newRow("folders before their files, user's root changes nothing")
+            << multistatus(response(base, Folder) + response(base + "Models/", Folder) +
+                           response(base + "Models/chair.fbx", file(1234)) + response(base + "readme.txt", file(5)))
+            << "NextCloud - cloud[readme.txt:5]{Models[chair.fbx:1234]}";
+        QTest::newRow("percent-encoded blank decoded into the name")
+            << multistatus(response(base + "My%20Models/", Folder) + response(base + "My%20Models/a%20b.fbx", file(1)))
+            << "NextCloud - cloud{My Models[a b.fbx:1]}";
+        QTest::newRow("a file of 2 GiB or more does not fit and reads 0")
+            << multistatus(response(base + "big.bin", file(2147483648LL)) + response(base + "ok.bin", file(2147483647)))
+            << "NextCloud - cloud[big.bin:0,ok.bin:2147483647]";
+        QTest::newRow("without the user in the path every element shows")
+            << multistatus(response("/dav/x/", Folder) + response("/dav/x/y.txt", file(3)))
+            << "NextCloud - cloud{dav{x[y.txt:3]}}";
+        QTest::newRow("the first element equal to the user counts")
+            << multistatus(response(base + "cloud/", Folder) + response(base + "cloud/in.txt", file(2)))
+            << "NextCloud - cloud{cloud[in.txt:2]}";
+    }
+
+    void tree()
+    {
+        QFETCH(QByteArray, body);
+        std::unique_ptr<QTreeWidgetItem> root(
+            ZRV_NextCloudReply::buildTree(ZRV_NextCloudReply::parse(body), "cloud", "https://cloud.example"));
+        QTEST(storageTreeDump(root.get()), "expected");
+    }
 
 private:
     void refreshAs(ZRV_NextCloud &page, const QString &url, const QString &user, const QString &pass);
@@ -66,30 +239,6 @@ private:
     QTemporaryDir m_data;
     DavServer m_dav;
 };
-
-void TestZRV_NextCloud::initTestCase()
-{
-    Q_INIT_RESOURCE(zrv);
-    QVERIFY(m_data.isValid());
-    const QString root = m_data.path() + "/cloud/";
-    for (const char *dir : {"Models/Furniture", "Images/Backgrounds/2026", "Documents", "Empty"})
-        QVERIFY(QDir().mkpath(root + dir));
-    const QList<QPair<QString, qint64>> files{
-        {"readme.txt", 5}, {"Models/Furniture/chair one.fbx", 1234567}, {"Documents/notes.pdf", 999},
-        {"Images/Backgrounds/2026/huge.png", qint64(3) << 30}}; // sparse: no disk space
-    for (const auto &f : files) {
-        QFile out(root + f.first);
-        QVERIFY(out.open(QIODevice::WriteOnly) && out.resize(f.second));
-    }
-    QVERIFY(m_dav.start(m_data.path(), "cloud:cloud123,other:other123"));
-    qInstallMessageHandler(collect);
-}
-
-void TestZRV_NextCloud::cleanupTestCase()
-{
-    qInstallMessageHandler(nullptr);
-    m_dav.stop();
-}
 
 void TestZRV_NextCloud::refreshAs(ZRV_NextCloud &page, const QString &url, const QString &user, const QString &pass)
 {
@@ -104,165 +253,6 @@ void TestZRV_NextCloud::refreshAs(ZRV_NextCloud &page, const QString &url, const
     page.findChild<QLineEdit *>("lePass")->setText(pass);
     // Return in the password field refreshes, as the button does.
     QTest::keyClick(page.findChild<QLineEdit *>("lePass"), Qt::Key_Return);
-}
-
-void TestZRV_NextCloud::refresh_data()
-{
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("user");
-    QTest::addColumn<QString>("pass");
-    QTest::addColumn<QString>("tree");
-    QTest::addColumn<QStringList>("criticals");
-
-    const QStringList refused{"critical NCL    Sabre\\DAV\\Exception\\NotAuthenticated",
-                              "critical NCL    Username or password does not match"};
-    QTest::newRow("the account's whole tree from one request, a file of 3 GiB reads 0")
-        << "" << "cloud" << "cloud123"
-        << "NextCloud - cloud[readme.txt:5]{Documents[notes.pdf:999] Empty Images{Backgrounds{2026[huge.png:0]}} "
-           "Models{Furniture[chair one.fbx:1234567]}}"
-        << QStringList();
-    QTest::newRow("wrong password: empty tree, the server's words in the log")
-        << "" << "cloud" << "wrong" << "" << refused;
-    QTest::newRow("another account's folder is refused") << "" << "other" << "cloud123" << "" << refused;
-    QTest::newRow("nobody listening: nothing came back, the root alone")
-        << "http://127.0.0.1:1" << "cloud" << "cloud123" << "NextCloud - cloud" << QStringList();
-}
-
-void TestZRV_NextCloud::refresh()
-{
-    QFETCH(QString, url);
-    QFETCH(QString, user);
-    QFETCH(QString, pass);
-    url = url.isEmpty() ? m_dav.url() : url;
-    ModalAnswerer answerer;
-    answerer.arm(20000);
-    ZRV_NextCloud page;
-    refreshAs(page, url, user, pass);
-
-    auto *view = page.findChild<QTreeWidget *>("treeWidget");
-    view->sortItems(0, Qt::AscendingOrder);
-    QTEST(view->topLevelItemCount() ? storageTreeDump(view->topLevelItem(0)) : QString(), "tree");
-    QCOMPARE(page.findChild<QTableWidget *>("tableWidget")->rowCount(), 0);
-    QVERIFY2(answerer.seen().isEmpty(), "no box for the user, whatever happened");
-
-    QMutexLocker lock(&g_logLock);
-    QStringList criticals;
-    for (const QString &line : g_log) {
-        if (line.startsWith("critical"))
-            criticals << line;
-        QVERIFY2(!line.contains(pass), qPrintable("password in the log: " + line));
-    }
-    QTEST(criticals, "criticals");
-    // The request is named, with the password masked.
-    QVERIFY2(g_log.contains(QString("debug NCL    PROPFIND %1/remote.php/dav/files/%2 Depth: 10 user %2:*****")
-                                .arg(url, user)),
-             qPrintable(g_log.join("\n")));
-    QVERIFY2(g_log.contains("debug NCL    Done. TRUE"), qPrintable(g_log.join("\n")));
-}
-
-void TestZRV_NextCloud::fileTable()
-{
-    ZRV_NextCloud page;
-    refreshAs(page, m_dav.url(), "cloud", "cloud123");
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
-    auto *tree = page.findChild<QTreeWidget *>("treeWidget");
-    auto *table = page.findChild<QTableWidget *>("tableWidget");
-    QSignalSpy clicked(&page, &ZRV_NextCloud::itemClicked);
-    QSignalSpy doubled(&page, &ZRV_NextCloud::itemDoubleClicked);
-    // Files only, sizes in MB of a million bytes; 3 GiB does not fit and shows 0.00.
-    const QList<QPair<QString, QString>> folders{{"Furniture", "chair one.fbx|1.23"}, {"Models", ""},
-                                                 {"2026", "huge.png|0.00"}, {"Documents", "notes.pdf|0.00"}};
-    for (const auto &folder : folders) {
-        QTreeWidgetItem *item = tree->findItems(folder.first, Qt::MatchExactly | Qt::MatchRecursive).value(0);
-        QVERIFY(item);
-        tree->scrollToItem(item);
-        QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(item).center());
-        QStringList rows;
-        for (int r = 0; r < table->rowCount(); ++r)
-            rows << table->item(r, 0)->text() + "|" + table->item(r, 1)->text();
-        QCOMPARE(rows.join(","), folder.second);
-    }
-    QCOMPARE(clicked.count(), folders.size());
-    QCOMPARE(table->rowHeight(0), 20);
-    const QJsonObject o = table->item(0, 0)->data(Qt::UserRole).toJsonObject();
-    QCOMPARE(o.value("path").toString(), QString("/remote.php/dav/files/cloud/Documents/notes.pdf"));
-    QCOMPARE(o.value("url").toString(), m_dav.url());
-
-    // Whole rows are selected; the page hands out each row's first cell.
-    const QPoint cell = table->visualItemRect(table->item(0, 1)).center();
-    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, cell);
-    QCOMPARE(clicked.count(), folders.size() + 1);
-    QCOMPARE(page.selectedItems(), QList<QTableWidgetItem *>{table->item(0, 0)});
-    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, cell);
-    QCOMPARE(doubled.count(), 1);
-    page.clearSelection();
-    QVERIFY(page.selectedItems().isEmpty());
-}
-
-void TestZRV_NextCloud::check_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("good");
-    QTest::addColumn<QString>("exception");
-    QTest::addColumn<QString>("message");
-
-    QTest::newRow("empty reply has no tokens and is no fault") << QByteArray() << true << "" << "";
-    QTest::newRow("a good multistatus") << multistatus(response("/remote.php/dav/files/u/", Folder)) << true << ""
-                                        << "";
-    QTest::newRow("refused login: exception and message of the error element")
-        << QByteArray("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<d:error xmlns:d=\"DAV:\" "
-                      "xmlns:s=\"http://sabredav.org/ns\"><s:exception>Sabre\\DAV\\Exception\\NotAuthenticated"
-                      "</s:exception><s:message>Username or password does not match</s:message></d:error>")
-        << false << "Sabre\\DAV\\Exception\\NotAuthenticated" << "Username or password does not match";
-    QTest::newRow("error element without details") << QByteArray("<d:error xmlns:d=\"DAV:\"/>") << false << ""
-                                                   << "";
-    QTest::newRow("broken XML: the reader's error number and text")
-        << QByteArray("<d:multistatus xmlns:d=\"DAV:\"><d:response></d:multistatus>") << false << "Cloud Error = 3"
-        << "Opening and ending tag mismatch.";
-    QTest::newRow("cut off in the middle") << multistatus(response("/x/", Folder)).left(60) << false
-                                           << "Cloud Error = 4" << "Premature end of document.";
-}
-
-void TestZRV_NextCloud::check()
-{
-    QFETCH(QByteArray, body);
-    QString exception = "unset";
-    QString message = "unset";
-    QTEST(ZRV_NextCloudReply::check(body, &exception, &message), "good");
-    QTEST(exception, "exception");
-    QTEST(message, "message");
-}
-
-void TestZRV_NextCloud::tree_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("expected");
-
-    const QByteArray base = "/remote.php/dav/files/cloud/";
-    QTest::newRow("folders before their files, user's root changes nothing")
-        << multistatus(response(base, Folder) + response(base + "Models/", Folder) +
-                       response(base + "Models/chair.fbx", file(1234)) + response(base + "readme.txt", file(5)))
-        << "NextCloud - cloud[readme.txt:5]{Models[chair.fbx:1234]}";
-    QTest::newRow("percent-encoded blank decoded into the name")
-        << multistatus(response(base + "My%20Models/", Folder) + response(base + "My%20Models/a%20b.fbx", file(1)))
-        << "NextCloud - cloud{My Models[a b.fbx:1]}";
-    QTest::newRow("a file of 2 GiB or more does not fit and reads 0")
-        << multistatus(response(base + "big.bin", file(2147483648LL)) + response(base + "ok.bin", file(2147483647)))
-        << "NextCloud - cloud[big.bin:0,ok.bin:2147483647]";
-    QTest::newRow("without the user in the path every element shows")
-        << multistatus(response("/dav/x/", Folder) + response("/dav/x/y.txt", file(3)))
-        << "NextCloud - cloud{dav{x[y.txt:3]}}";
-    QTest::newRow("the first element equal to the user counts")
-        << multistatus(response(base + "cloud/", Folder) + response(base + "cloud/in.txt", file(2)))
-        << "NextCloud - cloud{cloud[in.txt:2]}";
-}
-
-void TestZRV_NextCloud::tree()
-{
-    QFETCH(QByteArray, body);
-    std::unique_ptr<QTreeWidgetItem> root(
-        ZRV_NextCloudReply::buildTree(ZRV_NextCloudReply::parse(body), "cloud", "https://cloud.example"));
-    QTEST(storageTreeDump(root.get()), "expected");
 }
 
 QTEST_MAIN(TestZRV_NextCloud)

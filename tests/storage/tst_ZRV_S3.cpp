@@ -1,5 +1,6 @@
 // The S3 page against moto on loopback: what each kind of account sees, and
-// files moved through the queue, with its questions, allowance, pause and abort.
+// files moved through the queue, with its questions, allowance, pause and abort;
+// and its tree model's odd cases.
 #include <QRandomGenerator>
 #include <QtTest>
 #include <QtWidgets>
@@ -13,6 +14,7 @@
 #include "ZRV_LoginData.h"
 #include "ZRV_QueueTableWidget.h"
 #include "ZRV_S3.h"
+#include "ZRV_S3Tree.h"
 
 namespace {
 
@@ -83,21 +85,485 @@ class TestZRV_S3 : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void firstListing_data();
-    void firstListing();
-    void roundTripThroughNewDirectory();
-    void uploadOverwrite_data();
-    void uploadOverwrite();
-    void downloadAllAnswersLastTheSession_data();
-    void downloadAllAnswersLastTheSession();
-    void allowance_data();
-    void allowance();
-    void uploadErrorBox();
-    void pauseResumeWithTheQueueInTheDock();
-    void abort_data();
-    void abort();
+    void initTestCase()
+    {
+        Q_INIT_RESOURCE(zrv);
+        QString error;
+        QVERIFY2(m_moto.start(&error), qPrintable(error));
+        QVERIFY2(m_moto.isMoto(), "the abort checks read the store's open multipart uploads");
+        QVERIFY(m_dir.isValid());
+    }
+
+    void init()
+    {
+        QVERIFY(m_moto.reset());
+        QVERIFY(m_moto.createBucket("zarvo"));
+        QVERIFY(m_moto.createBucket("bvkzrv"));
+        const QList<QPair<QString, QByteArray>> objects{{"presenter/models/stage.fbx", QByteArray(3000, 's')},
+                                                        {"presenter/models/chair.fbx", QByteArray(2000, 'c')},
+                                                        {"presenter/readme.txt", "read me"},
+                                                        {"presenter/__ASSETBUNDLES/Presenter Stage.win.asb", "bundle"},
+                                                        {"global/__ASSETBUNDLES/Zarvo Lobby.win.asb", "bundle"},
+                                                        {"AROA9:alice/notes.txt", "alice"}};
+        for (const auto &o : objects)
+            QVERIFY(m_moto.putObject("zarvo", o.first, o.second));
+        QVERIFY(m_moto.putObject("bvkzrv", "presenter/only-on-s3.txt", "s3"));
+        ZRV_FileChooser::clear();
+        QDir(m_dir.path()).removeRecursively();
+        QDir().mkpath(m_dir.path());
+    }
+
+    void firstListing_data()
+    {
+        QTest::addColumn<QStringList>("roles");
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<qint64>("allowance");
+        QTest::addColumn<QString>("tree");
+        QTest::addColumn<QString>("free");
+
+        const QString own = "MINIO - presenter/[readme.txt:7]{models[chair.fbx:2000,stage.fbx:3000]}";
+        QTest::newRow("administrator on MinIO sees the whole bucket, bundles too")
+            << Administrator << 1 << "presenter" << qint64(-1)
+            << "MINIO - root{AROA9:alice[notes.txt:5] global{__ASSETBUNDLES[Zarvo Lobby.win.asb:6]} "
+               "presenter[readme.txt:7]{__ASSETBUNDLES[Presenter Stage.win.asb:6] models[chair.fbx:2000,stage.fbx:3000]}}"
+            << "";
+        QTest::newRow("presenter confined to the own folder, bundles hidden") << Presenter << 1 << "presenter"
+                                                                              << qint64(-1) << own << "";
+        QTest::newRow("leading slashes of the folder dropped") << Presenter << 1 << "//presenter" << qint64(-1) << own
+                                                               << "";
+        QTest::newRow("temporary key's folder: id, colon, session name")
+            << Presenter << 1 << "AROA9:alice" << qint64(-1) << "MINIO - alice/[notes.txt:5]" << "";
+        QTest::newRow("S3 account works in the fixed bucket, whatever its key names")
+            << Presenter << 2 << "presenter" << qint64(-1) << "S3 - presenter/[only-on-s3.txt:2]" << "";
+        QTest::newRow("allowance: free space in whole MB") << Presenter << 1 << "presenter" << qint64(5) << own
+                                                           << "Free: 5MB";
+        QTest::newRow("allowance used up shows 0, not less") << Presenter << 1 << "presenter" << qint64(0) << own
+                                                             << "Free: 0MB";
+    }
+
+    void firstListing()
+    {
+        QFETCH(QStringList, roles);
+        QFETCH(int, mode);
+        QFETCH(QString, folder);
+        QFETCH(qint64, allowance);
+        auto p = open(roles, "", mode, folder, allowance);
+        QVERIFY(p);
+        QTEST(storageTreeDump(p->tree()->topLevelItem(0)), "tree");
+        QTEST(p->page.findChild<QLabel *>("lblFree")->text(), "free");
+        QVERIFY(p->page.findChild<QLabel *>("lblStatus")->text().isEmpty());
+        // The line edits belong to unmanaged storage only; files are banned by administrators.
+        QVERIFY(!p->page.findChild<QLineEdit *>("leS3Url")->isVisible());
+        QCOMPARE(p->button("btnS3BanFile")->isVisible(), roles == Administrator);
+    }
+
+    void roundTripThroughNewDirectory()
+    {
+        auto p = open();
+        QVERIFY(p);
+        ModalAnswerer answerer;
+        answerer.handle([](QWidget *w) {
+            auto *dialog = qobject_cast<QInputDialog *>(w);
+            QCOMPARE(dialog->windowTitle() + "|" + dialog->labelText() + "|" + dialog->textValue(),
+                     QString("New Directory|Directory Name:|New Directory"));
+            dialog->setTextValue("props");
+            dialog->accept();
+        });
+        answerer.arm(Wait);
+        p->click("btnS3Mkdir");
+        QVERIFY(p->selectFolder("props"));
+        QVERIFY(p->files().isEmpty());
+
+        // The file lands in the directory that was only in the tree.
+        const QByteArray data = randomBytes(6 * 1024 * 1024 + 123);
+        const QString source = m_dir.filePath("scene.fbx");
+        QVERIFY(writeFile(source, data));
+        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+        ZRV_FileChooser::setNextAnswer(QStringList{source});
+        p->click("btnS3Upload");
+        QVERIFY(finished.wait(Wait));
+        QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Select files to Upload"));
+        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/props/scene.fbx"), data);
+        QCOMPARE(p->files(), QStringList{"scene.fbx"});
+        QCOMPARE(p->table()->item(0, 1)->text(), QString("6 MB"));
+        QCOMPARE(p->table()->rowHeight(0), 20);
+
+        p->selectFiles({"scene.fbx"});
+        ZRV_FileChooser::setNextAnswer(m_dir.filePath("back.fbx"));
+        p->click("btnS3Download");
+        QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 4, Wait);
+        QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save File As"));
+        QCOMPARE(readFile(m_dir.filePath("back.fbx")), data);
+
+        answerer.pressButton(QMessageBox::Yes);
+        p->selectFiles({"scene.fbx"});
+        p->click("btnS3Delete");
+        QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"), Wait);
+        QCOMPARE(answerer.seen().value(1).title, QString("Delete File"));
+        QCOMPARE(answerer.seen().value(1).text, QString("Do you really want to delete 'scene.fbx'?"));
+        QTRY_VERIFY(p->files().isEmpty());
+        QCOMPARE(p->page.usedBytes(), qint64(3000 + 2000 + 7));
+
+        // The same name again is refused.
+        QVERIFY(p->selectFolder("models"));
+        answerer.handle([](QWidget *w) {
+            qobject_cast<QInputDialog *>(w)->setTextValue("props");
+            qobject_cast<QInputDialog *>(w)->accept();
+        });
+        p->click("btnS3Mkdir");
+        QCOMPARE(answerer.seen().value(3).title, QString("Directory already exists"));
+        QCOMPARE(answerer.seen().value(3).text, QString("A directory with the name props already exists."));
+    }
+
+    void uploadOverwrite_data()
+    {
+        QTest::addColumn<QList<int>>("answers");
+        QTest::addColumn<int>("questions");
+        QTest::addColumn<QStringList>("replaced");
+
+        using B = QMessageBox;
+        QTest::newRow("yes, then no: one file replaced") << QList<int>{B::Yes, B::No} << 2 << QStringList{"stage.fbx"};
+        QTest::newRow("yes to all: asked once for both") << QList<int>{B::YesToAll} << 1
+                                                         << QStringList{"stage.fbx", "chair.fbx"};
+        QTest::newRow("no to all: asked once, none replaced") << QList<int>{B::NoToAll} << 1 << QStringList();
+        QTest::newRow("no, then yes to all") << QList<int>{B::No, B::YesToAll} << 2 << QStringList{"chair.fbx"};
+    }
+
+    void uploadOverwrite()
+    {
+        QFETCH(QList<int>, answers);
+        QFETCH(QStringList, replaced);
+        auto p = open();
+        QVERIFY(p);
+        QStringList paths;
+        for (const QString &name : QStringList{"stage.fbx", "chair.fbx", "fresh.fbx"}) {
+            paths << m_dir.filePath(name);
+            QVERIFY(writeFile(paths.last(), "new " + name.toUtf8()));
+        }
+        ModalAnswerer answerer;
+        for (int a : answers)
+            answerer.pressButton(QMessageBox::StandardButton(a));
+        answerer.pressButton(QMessageBox::No);
+        answerer.arm();
+        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+        p->page.uploadFiles(paths);
+        QVERIFY(finished.wait(Wait));
+        QTEST(int(answerer.seen().size()), "questions");
+        QCOMPARE(answerer.seen().value(0).title, QString("Overwrite?"));
+        QCOMPARE(answerer.seen().value(0).text, QString("File stage.fbx already exists on the Server. Overwrite?"));
+        for (const QString &name : QStringList{"stage.fbx", "chair.fbx"})
+            QCOMPARE(m_moto.getObject("zarvo", "presenter/models/" + name).startsWith("new "), replaced.contains(name));
+        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/fresh.fbx"), QByteArray("new fresh.fbx"));
+
+        // An "all" answer lasts for its own call only: the next call asks again.
+        const int asked = answerer.seen().size();
+        p->page.uploadFiles({paths.first()});
+        QCOMPARE(answerer.seen().size(), asked + 1);
+    }
+
+    void downloadAllAnswersLastTheSession_data()
+    {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<bool>("replaced");
+        QTest::newRow("yes to all: both replaced, a later download not asked") << int(QMessageBox::YesToAll) << true;
+        QTest::newRow("no to all: the queue waits, a later download skipped unasked")
+            << int(QMessageBox::NoToAll) << false;
+    }
+
+    void downloadAllAnswersLastTheSession()
+    {
+        QFETCH(int, answer);
+        QFETCH(bool, replaced);
+        auto p = open();
+        QVERIFY(p);
+        const QStringList names{"stage.fbx", "chair.fbx", "readme.txt"};
+        for (const QString &name : names)
+            QVERIFY(writeFile(m_dir.filePath(name), "old"));
+        ModalAnswerer answerer;
+        answerer.pressButton(QMessageBox::StandardButton(answer));
+        answerer.arm();
+        p->selectFiles({"stage.fbx", "chair.fbx"});
+        ZRV_FileChooser::setNextAnswer(m_dir.path());
+        p->click("btnS3Download");
+        QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save files in"));
+        QCOMPARE(answerer.seen().value(0).text, "Overwrite " + m_dir.filePath("chair.fbx") + "?");
+        if (replaced) {
+            QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("stage.fbx")), QByteArray(3000, 's'), Wait);
+            QCOMPARE(readFile(m_dir.filePath("chair.fbx")), QByteArray(2000, 'c'));
+        } else {
+            // The skip does not move the queue on: the second entry waits.
+            QCOMPARE(p->page.currentEntry().state, 3);
+            QCOMPARE(p->page.queuedEntries().size(), 1);
+        }
+        QVERIFY(p->selectFolder(p->tree()->topLevelItem(0)->text(0)));
+        p->selectFiles({"readme.txt"});
+        ZRV_FileChooser::setNextAnswer(m_dir.filePath("readme.txt"));
+        p->click("btnS3Download");
+        if (replaced)
+            QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("readme.txt")), QByteArray("read me"), Wait);
+        QCOMPARE(answerer.seen().size(), 1);
+        for (const QString &name : names)
+            QCOMPARE(readFile(m_dir.filePath(name)) == "old", !replaced);
+    }
+
+    void allowance_data()
+    {
+        QTest::addColumn<qint64>("extra");
+        QTest::addColumn<qint64>("allowance");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("exactly fills the allowance") << qint64(0) << qint64(1) << true;
+        QTest::newRow("one byte too large") << qint64(1) << qint64(1) << false;
+        QTest::newRow("no limit") << qint64(5 * 1024 * 1024) << qint64(-1) << true;
+    }
+
+    void allowance()
+    {
+        QFETCH(qint64, extra);
+        QFETCH(qint64, allowance);
+        QFETCH(bool, accepted);
+        auto p = open(Presenter, "models", 1, "presenter", allowance);
+        QVERIFY(p);
+        const qint64 used = p->page.usedBytes();
+        QCOMPARE(used, qint64(3000 + 2000 + 7));
+        const qint64 size = 1048576 - used + extra;
+        const QString first = m_dir.filePath("first.bin");
+        const QString big = m_dir.filePath("big.bin");
+        QVERIFY(writeFile(first, "") && writeFile(big, QByteArray(int(size), 'b')));
+
+        ModalAnswerer answerer;
+        answerer.arm();
+        QSignalSpy started(&p->page, &ZRV_S3::startUploadDownload);
+        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+        p->page.uploadFiles({first, big});
+        if (accepted) {
+            QVERIFY(finished.wait(Wait));
+            QVERIFY(answerer.seen().isEmpty());
+            QCOMPARE(m_moto.getObject("zarvo", "presenter/models/big.bin").size(), int(size));
+            return;
+        }
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/big.bin"));
+        QCOMPARE(answerer.seen().size(), 1);
+        QCOMPARE(answerer.seen().value(0).title, QString("Not enough free space"));
+        QCOMPARE(answerer.seen().value(0).text,
+                 QString("Not enough free space. Allowed: 1MB Used: 0MB File Size: %1KB").arg(size / 1024));
+        // The whole batch is gone, the empty file before it too, while its bytes still count.
+        QCOMPARE(started.count(), 0);
+        QVERIFY(p->page.queuedEntries().isEmpty());
+        QCOMPARE(p->page.usedBytes(), used);
+    }
+
+    void uploadErrorBox()
+    {
+        auto p = open();
+        QVERIFY(p);
+        const QString source = m_dir.filePath("lost.fbx");
+        QVERIFY(writeFile(source, "kept"));
+        QVERIFY(m_moto.reset()); // the bucket goes away under the page
+        ModalAnswerer answerer;
+        answerer.pressButton(QMessageBox::Ok);
+        answerer.arm(Wait);
+        p->page.uploadFiles({source});
+        QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 1, Wait);
+        QCOMPARE(answerer.seen().value(0).title, QString("Upload Error"));
+        QVERIFY2(answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
+                 qPrintable(answerer.seen().value(0).text));
+        QCOMPARE(p->page.currentEntry().state, 5);
+        QCOMPARE(readFile(source), QByteArray("kept"));
+    }
+
+    void pauseResumeWithTheQueueInTheDock()
+    {
+        auto p = open();
+        QVERIFY(p);
+        const QByteArray data = randomBytes(Big);
+        QStringList paths;
+        for (const QString &name : QStringList{"q1.fbx", "q2.fbx", "q3.fbx"}) {
+            paths << m_dir.filePath(name);
+            QVERIFY(writeFile(paths.last(), name == "q1.fbx" ? data : name.toUtf8()));
+        }
+        // The dock's table wired as the main window wires it.
+        ZRV_QueueTableWidget table;
+        table.resize(800, 200);
+        table.show();
+        connect(&p->page, &ZRV_S3::updateQueue, &table, &ZRV_QueueTableWidget::showQueue);
+        connect(&table, &ZRV_QueueTableWidget::deleteSlot, &p->page, &ZRV_S3::onDeleteSlot);
+        QPushButton *pause = p->button("btnPause");
+        QList<QVariantList> progress;
+        bool pressed = false;
+        connect(&p->page, &ZRV_S3::transferProgress, this,
+                [&](int mode, QString, QString object, qlonglong size, qlonglong done, int speed) {
+                    progress << QVariantList{mode, done, speed, object};
+                    if (!pressed && done > 0 && done < size) {
+                        pressed = true;
+                        QTest::mouseClick(pause, Qt::LeftButton);
+                    }
+                });
+        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+        p->page.uploadFiles(paths);
+        QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked(), Wait);
+        QCOMPARE(p->page.currentEntry().state, 2);
+        // The worker stops at the next step and says so with speed 0; then no step, no signal.
+        QTRY_VERIFY_WITH_TIMEOUT(progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
+        QVERIFY(!finished.wait(1000));
+        const int seen = progress.size();
+        QVERIFY(!finished.wait(500));
+        QCOMPARE(progress.size(), seen);
+        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 1);
+
+        QStringList first;
+        for (int c = 0; c < table.columnCount(); ++c)
+            first << table.item(0, c)->text();
+        QCOMPARE(first, (QStringList{"\u2191", "q1.fbx", "24.00 MB", "In Progress", "presenter/models/q1.fbx",
+                                     m_dir.path()}));
+        QCOMPARE(table.item(1, 3)->text(), QString("Queued"));
+        QTableWidgetItem *kept = table.item(1, 1);
+        ModalAnswerer answerer;
+        answerer.arm();
+        table.setCurrentCell(0, 1);
+        QTest::keyClick(&table, Qt::Key_Delete);
+        QCOMPARE(answerer.seen().value(0).title, QString("Cannot abort"));
+        QCOMPARE(answerer.seen().value(0).text, QString("Cannot abort current operation."));
+        QCOMPARE(table.rowCount(), 3);
+        table.setCurrentCell(1, 1);
+        QTest::keyClick(&table, Qt::Key_Delete);
+        QCOMPARE(table.rowCount(), 2);
+        QCOMPARE(table.item(0, 3)->text(), QString("Paused"));
+        QCOMPARE(table.item(1, 1), kept); // updated in place, not built anew
+        QCOMPARE(kept->text(), QString("q3.fbx"));
+
+        QTest::mouseClick(pause, Qt::LeftButton);
+        QVERIFY(!pause->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
+        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/q1.fbx"), data);
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
+        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
+        // A resumed transfer does not start its display from zero again.
+        for (int i = seen; i < progress.size(); ++i) {
+            if (progress.at(i).value(3).toString().endsWith("q1.fbx"))
+                QVERIFY(progress.at(i).value(1).toLongLong() > 0);
+        }
+    }
+
+    void abort_data()
+    {
+        QTest::addColumn<bool>("upload");
+        QTest::newRow("upload: nothing left in the store, the waiting one dropped") << true;
+        QTest::newRow("download: the old local file kept") << false;
+    }
+
+    void abort()
+    {
+        QFETCH(bool, upload);
+        const QByteArray data = randomBytes(upload ? Big : 40 * 1024 * 1024);
+        const QString target = m_dir.filePath("huge.fbx");
+        const QString waiting = m_dir.filePath("waiting.fbx");
+        QVERIFY(writeFile(waiting, "w") && writeFile(target, upload ? data : "the old local file"));
+        if (!upload)
+            QVERIFY(m_moto.putObject("zarvo", "presenter/models/huge.fbx", data));
+        auto p = open();
+        QVERIFY(p);
+        QPushButton *abort = p->button("btnAbort");
+        QList<int> modes;
+        connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
+            modes << mode;
+            if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
+                QTest::mouseClick(abort, Qt::LeftButton);
+        });
+        QSignalSpy queue(&p->page, &ZRV_S3::updateQueue);
+        ModalAnswerer answerer;
+        answerer.pressButton(QMessageBox::Yes);
+        answerer.arm();
+        if (upload) {
+            p->page.uploadFiles({target, waiting});
+        } else {
+            p->selectFiles({"huge.fbx"});
+            ZRV_FileChooser::setNextAnswer(target);
+            p->click("btnS3Download");
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 3, Wait);
+        QVERIFY(p->page.queuedEntries().isEmpty());
+        QVERIFY(queue.last().value(0).value<QList<ZRV_S3::fileEntry>>().isEmpty());
+        QVERIFY(!abort->isEnabled());
+        // The worker is done with the aborted step once it has cleared the display.
+        QTRY_COMPARE_WITH_TIMEOUT(modes.last(), -1, Wait);
+        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
+        QCOMPARE(readFile(target), upload ? data : QByteArray("the old local file"));
+        if (!upload)
+            return;
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/huge.fbx"));
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/waiting.fbx"));
+        // The page is ready for the next call.
+        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
+        p->page.uploadFiles({waiting});
+        QVERIFY(finished.wait(Wait));
+        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"));
+    }
+
+    // The tree model where the page's own listings do not reach.
+    void treeFromListing_data()
+    {
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<QStringList>("sizes");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QStringList>("roles");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<qint64>("total");
+
+        const QStringList admin{"ZRV_Presenter", "ZRV_Administrator"};
+        QTest::newRow("storage user's own path element hides itself and all above it")
+            << QStringList{"top/zarvo/docs/a.pdf", "top/zarvo/b.txt"} << QStringList{"20", "15"} << "zarvo" << admin
+            << "MINIO - root[b.txt:15]{top docs[a.pdf:20]}" << qint64(35);
+        QTest::newRow("administrator role matched without regard to case")
+            << QStringList{"__ASSETBUNDLES/x.win.asb"} << QStringList{"24"} << "key" << QStringList{"zrv_administrator"}
+            << "MINIO - root{__ASSETBUNDLES[x.win.asb:24]}" << qint64(24);
+        QTest::newRow("a bundle folder below another folder is shown to a presenter")
+            << QStringList{"__ASSETBUNDLES/x.win.asb", "p/__ASSETBUNDLES/y.win.asb"} << QStringList{"1", "2"} << "key"
+            << QStringList{"ZRV_Presenter"} << "MINIO - root{p{__ASSETBUNDLES[y.win.asb:2]}}" << qint64(2);
+        // After a failed info call the sizes and ETags are shorter than the keys.
+        QTest::newRow("short info lists are read safely")
+            << QStringList{"a.txt", "b.txt", "c.txt"} << QStringList{"10", "20"} << "key" << admin
+            << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
+    }
+
+    void treeFromListing()
+    {
+        QFETCH(QStringList, keys);
+        QFETCH(QStringList, sizes);
+        ZRV_S3Tree::Input in;
+        QFETCH(QString, user);
+        in.storageUser = user;
+        QFETCH(QStringList, roles);
+        in.roles = roles;
+        qint64 total = -1;
+        std::unique_ptr<QTreeWidgetItem> root(ZRV_S3Tree::buildTree(keys, sizes, {}, in, &total));
+        QTEST(storageTreeDump(root.get()), "expected");
+        QTEST(total, "total");
+    }
+
+    void treeAfterTransfers()
+    {
+        QTreeWidget tree;
+        ZRV_S3Tree::Input in;
+        in.pathPrefix = "p/";
+        tree.addTopLevelItem(ZRV_S3Tree::buildTree({"p/d/b.txt", "p/d/d.txt"}, {"1", "2"}, {"", ""}, in, nullptr));
+
+        // Sorted in behind the last name before it, an existing name replaced, a
+        // name before all others appended: as the page's order has always been.
+        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/c.txt", 3, "e"));
+        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/d.txt", 4, "e"));
+        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/a.txt", 5, "e"));
+        // The doubled "/" of an upload into a confined account's top folder.
+        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p//top.txt", 6, "e"));
+        QVERIFY(!ZRV_S3Tree::addFileToTree(&tree, "p/nowhere/x.txt", 1, "e"));
+        QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
+
+        qint64 removed = 0;
+        QVERIFY(ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
+        QCOMPARE(removed, qint64(3));
+        QVERIFY(!ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
+        QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,d.txt:4,a.txt:5]}"));
+    }
 
 private:
     // The page of an account, listed, with a folder selected ("" for its root).
@@ -107,34 +573,6 @@ private:
     MotoServer m_moto;
     QTemporaryDir m_dir;
 };
-
-void TestZRV_S3::initTestCase()
-{
-    Q_INIT_RESOURCE(zrv);
-    QString error;
-    QVERIFY2(m_moto.start(&error), qPrintable(error));
-    QVERIFY2(m_moto.isMoto(), "the abort checks read the store's open multipart uploads");
-    QVERIFY(m_dir.isValid());
-}
-
-void TestZRV_S3::init()
-{
-    QVERIFY(m_moto.reset());
-    QVERIFY(m_moto.createBucket("zarvo"));
-    QVERIFY(m_moto.createBucket("bvkzrv"));
-    const QList<QPair<QString, QByteArray>> objects{{"presenter/models/stage.fbx", QByteArray(3000, 's')},
-                                                    {"presenter/models/chair.fbx", QByteArray(2000, 'c')},
-                                                    {"presenter/readme.txt", "read me"},
-                                                    {"presenter/__ASSETBUNDLES/Presenter Stage.win.asb", "bundle"},
-                                                    {"global/__ASSETBUNDLES/Zarvo Lobby.win.asb", "bundle"},
-                                                    {"AROA9:alice/notes.txt", "alice"}};
-    for (const auto &o : objects)
-        QVERIFY(m_moto.putObject("zarvo", o.first, o.second));
-    QVERIFY(m_moto.putObject("bvkzrv", "presenter/only-on-s3.txt", "s3"));
-    ZRV_FileChooser::clear();
-    QDir(m_dir.path()).removeRecursively();
-    QDir().mkpath(m_dir.path());
-}
 
 std::unique_ptr<Page> TestZRV_S3::open(const QStringList &roles, const QString &select, int mode,
                                        const QString &folder, qint64 allowance)
@@ -156,393 +594,6 @@ std::unique_ptr<Page> TestZRV_S3::open(const QStringList &roles, const QString &
     if (!QTest::qWaitFor([&] { return refresh->isEnabled() && p->tree()->topLevelItemCount() == 1; }, Wait))
         return nullptr;
     return p->selectFolder(select.isEmpty() ? p->tree()->topLevelItem(0)->text(0) : select) ? std::move(p) : nullptr;
-}
-
-void TestZRV_S3::firstListing_data()
-{
-    QTest::addColumn<QStringList>("roles");
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<qint64>("allowance");
-    QTest::addColumn<QString>("tree");
-    QTest::addColumn<QString>("free");
-
-    const QString own = "MINIO - presenter/[readme.txt:7]{models[chair.fbx:2000,stage.fbx:3000]}";
-    QTest::newRow("administrator on MinIO sees the whole bucket, bundles too")
-        << Administrator << 1 << "presenter" << qint64(-1)
-        << "MINIO - root{AROA9:alice[notes.txt:5] global{__ASSETBUNDLES[Zarvo Lobby.win.asb:6]} "
-           "presenter[readme.txt:7]{__ASSETBUNDLES[Presenter Stage.win.asb:6] models[chair.fbx:2000,stage.fbx:3000]}}"
-        << "";
-    QTest::newRow("presenter confined to the own folder, bundles hidden") << Presenter << 1 << "presenter"
-                                                                          << qint64(-1) << own << "";
-    QTest::newRow("leading slashes of the folder dropped") << Presenter << 1 << "//presenter" << qint64(-1) << own
-                                                           << "";
-    QTest::newRow("temporary key's folder: id, colon, session name")
-        << Presenter << 1 << "AROA9:alice" << qint64(-1) << "MINIO - alice/[notes.txt:5]" << "";
-    QTest::newRow("S3 account works in the fixed bucket, whatever its key names")
-        << Presenter << 2 << "presenter" << qint64(-1) << "S3 - presenter/[only-on-s3.txt:2]" << "";
-    QTest::newRow("allowance: free space in whole MB") << Presenter << 1 << "presenter" << qint64(5) << own
-                                                       << "Free: 5MB";
-    QTest::newRow("allowance used up shows 0, not less") << Presenter << 1 << "presenter" << qint64(0) << own
-                                                         << "Free: 0MB";
-}
-
-void TestZRV_S3::firstListing()
-{
-    QFETCH(QStringList, roles);
-    QFETCH(int, mode);
-    QFETCH(QString, folder);
-    QFETCH(qint64, allowance);
-    auto p = open(roles, "", mode, folder, allowance);
-    QVERIFY(p);
-    QTEST(storageTreeDump(p->tree()->topLevelItem(0)), "tree");
-    QTEST(p->page.findChild<QLabel *>("lblFree")->text(), "free");
-    QVERIFY(p->page.findChild<QLabel *>("lblStatus")->text().isEmpty());
-    // The line edits belong to unmanaged storage only; files are banned by administrators.
-    QVERIFY(!p->page.findChild<QLineEdit *>("leS3Url")->isVisible());
-    QCOMPARE(p->button("btnS3BanFile")->isVisible(), roles == Administrator);
-}
-
-void TestZRV_S3::roundTripThroughNewDirectory()
-{
-    auto p = open();
-    QVERIFY(p);
-    ModalAnswerer answerer;
-    answerer.handle([](QWidget *w) {
-        auto *dialog = qobject_cast<QInputDialog *>(w);
-        QCOMPARE(dialog->windowTitle() + "|" + dialog->labelText() + "|" + dialog->textValue(),
-                 QString("New Directory|Directory Name:|New Directory"));
-        dialog->setTextValue("props");
-        dialog->accept();
-    });
-    answerer.arm(Wait);
-    p->click("btnS3Mkdir");
-    QVERIFY(p->selectFolder("props"));
-    QVERIFY(p->files().isEmpty());
-
-    // The file lands in the directory that was only in the tree.
-    const QByteArray data = randomBytes(6 * 1024 * 1024 + 123);
-    const QString source = m_dir.filePath("scene.fbx");
-    QVERIFY(writeFile(source, data));
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-    ZRV_FileChooser::setNextAnswer(QStringList{source});
-    p->click("btnS3Upload");
-    QVERIFY(finished.wait(Wait));
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Select files to Upload"));
-    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/props/scene.fbx"), data);
-    QCOMPARE(p->files(), QStringList{"scene.fbx"});
-    QCOMPARE(p->table()->item(0, 1)->text(), QString("6 MB"));
-    QCOMPARE(p->table()->rowHeight(0), 20);
-
-    p->selectFiles({"scene.fbx"});
-    ZRV_FileChooser::setNextAnswer(m_dir.filePath("back.fbx"));
-    p->click("btnS3Download");
-    QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 4, Wait);
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save File As"));
-    QCOMPARE(readFile(m_dir.filePath("back.fbx")), data);
-
-    answerer.pressButton(QMessageBox::Yes);
-    p->selectFiles({"scene.fbx"});
-    p->click("btnS3Delete");
-    QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"), Wait);
-    QCOMPARE(answerer.seen().value(1).title, QString("Delete File"));
-    QCOMPARE(answerer.seen().value(1).text, QString("Do you really want to delete 'scene.fbx'?"));
-    QTRY_VERIFY(p->files().isEmpty());
-    QCOMPARE(p->page.usedBytes(), qint64(3000 + 2000 + 7));
-
-    // The same name again is refused.
-    QVERIFY(p->selectFolder("models"));
-    answerer.handle([](QWidget *w) {
-        qobject_cast<QInputDialog *>(w)->setTextValue("props");
-        qobject_cast<QInputDialog *>(w)->accept();
-    });
-    p->click("btnS3Mkdir");
-    QCOMPARE(answerer.seen().value(3).title, QString("Directory already exists"));
-    QCOMPARE(answerer.seen().value(3).text, QString("A directory with the name props already exists."));
-}
-
-void TestZRV_S3::uploadOverwrite_data()
-{
-    QTest::addColumn<QList<int>>("answers");
-    QTest::addColumn<int>("questions");
-    QTest::addColumn<QStringList>("replaced");
-
-    using B = QMessageBox;
-    QTest::newRow("yes, then no: one file replaced") << QList<int>{B::Yes, B::No} << 2 << QStringList{"stage.fbx"};
-    QTest::newRow("yes to all: asked once for both") << QList<int>{B::YesToAll} << 1
-                                                     << QStringList{"stage.fbx", "chair.fbx"};
-    QTest::newRow("no to all: asked once, none replaced") << QList<int>{B::NoToAll} << 1 << QStringList();
-    QTest::newRow("no, then yes to all") << QList<int>{B::No, B::YesToAll} << 2 << QStringList{"chair.fbx"};
-}
-
-void TestZRV_S3::uploadOverwrite()
-{
-    QFETCH(QList<int>, answers);
-    QFETCH(QStringList, replaced);
-    auto p = open();
-    QVERIFY(p);
-    QStringList paths;
-    for (const QString &name : QStringList{"stage.fbx", "chair.fbx", "fresh.fbx"}) {
-        paths << m_dir.filePath(name);
-        QVERIFY(writeFile(paths.last(), "new " + name.toUtf8()));
-    }
-    ModalAnswerer answerer;
-    for (int a : answers)
-        answerer.pressButton(QMessageBox::StandardButton(a));
-    answerer.pressButton(QMessageBox::No);
-    answerer.arm();
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-    p->page.uploadFiles(paths);
-    QVERIFY(finished.wait(Wait));
-    QTEST(int(answerer.seen().size()), "questions");
-    QCOMPARE(answerer.seen().value(0).title, QString("Overwrite?"));
-    QCOMPARE(answerer.seen().value(0).text, QString("File stage.fbx already exists on the Server. Overwrite?"));
-    for (const QString &name : QStringList{"stage.fbx", "chair.fbx"})
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/" + name).startsWith("new "), replaced.contains(name));
-    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/fresh.fbx"), QByteArray("new fresh.fbx"));
-
-    // An "all" answer lasts for its own call only: the next call asks again.
-    const int asked = answerer.seen().size();
-    p->page.uploadFiles({paths.first()});
-    QCOMPARE(answerer.seen().size(), asked + 1);
-}
-
-void TestZRV_S3::downloadAllAnswersLastTheSession_data()
-{
-    QTest::addColumn<int>("answer");
-    QTest::addColumn<bool>("replaced");
-    QTest::newRow("yes to all: both replaced, a later download not asked") << int(QMessageBox::YesToAll) << true;
-    QTest::newRow("no to all: the queue waits, a later download skipped unasked")
-        << int(QMessageBox::NoToAll) << false;
-}
-
-void TestZRV_S3::downloadAllAnswersLastTheSession()
-{
-    QFETCH(int, answer);
-    QFETCH(bool, replaced);
-    auto p = open();
-    QVERIFY(p);
-    const QStringList names{"stage.fbx", "chair.fbx", "readme.txt"};
-    for (const QString &name : names)
-        QVERIFY(writeFile(m_dir.filePath(name), "old"));
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::StandardButton(answer));
-    answerer.arm();
-    p->selectFiles({"stage.fbx", "chair.fbx"});
-    ZRV_FileChooser::setNextAnswer(m_dir.path());
-    p->click("btnS3Download");
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save files in"));
-    QCOMPARE(answerer.seen().value(0).text, "Overwrite " + m_dir.filePath("chair.fbx") + "?");
-    if (replaced) {
-        QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("stage.fbx")), QByteArray(3000, 's'), Wait);
-        QCOMPARE(readFile(m_dir.filePath("chair.fbx")), QByteArray(2000, 'c'));
-    } else {
-        // The skip does not move the queue on: the second entry waits.
-        QCOMPARE(p->page.currentEntry().state, 3);
-        QCOMPARE(p->page.queuedEntries().size(), 1);
-    }
-    QVERIFY(p->selectFolder(p->tree()->topLevelItem(0)->text(0)));
-    p->selectFiles({"readme.txt"});
-    ZRV_FileChooser::setNextAnswer(m_dir.filePath("readme.txt"));
-    p->click("btnS3Download");
-    if (replaced)
-        QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("readme.txt")), QByteArray("read me"), Wait);
-    QCOMPARE(answerer.seen().size(), 1);
-    for (const QString &name : names)
-        QCOMPARE(readFile(m_dir.filePath(name)) == "old", !replaced);
-}
-
-void TestZRV_S3::allowance_data()
-{
-    QTest::addColumn<qint64>("extra");
-    QTest::addColumn<qint64>("allowance");
-    QTest::addColumn<bool>("accepted");
-    QTest::newRow("exactly fills the allowance") << qint64(0) << qint64(1) << true;
-    QTest::newRow("one byte too large") << qint64(1) << qint64(1) << false;
-    QTest::newRow("no limit") << qint64(5 * 1024 * 1024) << qint64(-1) << true;
-}
-
-void TestZRV_S3::allowance()
-{
-    QFETCH(qint64, extra);
-    QFETCH(qint64, allowance);
-    QFETCH(bool, accepted);
-    auto p = open(Presenter, "models", 1, "presenter", allowance);
-    QVERIFY(p);
-    const qint64 used = p->page.usedBytes();
-    QCOMPARE(used, qint64(3000 + 2000 + 7));
-    const qint64 size = 1048576 - used + extra;
-    const QString first = m_dir.filePath("first.bin");
-    const QString big = m_dir.filePath("big.bin");
-    QVERIFY(writeFile(first, "") && writeFile(big, QByteArray(int(size), 'b')));
-
-    ModalAnswerer answerer;
-    answerer.arm();
-    QSignalSpy started(&p->page, &ZRV_S3::startUploadDownload);
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-    p->page.uploadFiles({first, big});
-    if (accepted) {
-        QVERIFY(finished.wait(Wait));
-        QVERIFY(answerer.seen().isEmpty());
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/big.bin").size(), int(size));
-        return;
-    }
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/big.bin"));
-    QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(answerer.seen().value(0).title, QString("Not enough free space"));
-    QCOMPARE(answerer.seen().value(0).text,
-             QString("Not enough free space. Allowed: 1MB Used: 0MB File Size: %1KB").arg(size / 1024));
-    // The whole batch is gone, the empty file before it too, while its bytes still count.
-    QCOMPARE(started.count(), 0);
-    QVERIFY(p->page.queuedEntries().isEmpty());
-    QCOMPARE(p->page.usedBytes(), used);
-}
-
-void TestZRV_S3::uploadErrorBox()
-{
-    auto p = open();
-    QVERIFY(p);
-    const QString source = m_dir.filePath("lost.fbx");
-    QVERIFY(writeFile(source, "kept"));
-    QVERIFY(m_moto.reset()); // the bucket goes away under the page
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(Wait);
-    p->page.uploadFiles({source});
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 1, Wait);
-    QCOMPARE(answerer.seen().value(0).title, QString("Upload Error"));
-    QVERIFY2(answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
-             qPrintable(answerer.seen().value(0).text));
-    QCOMPARE(p->page.currentEntry().state, 5);
-    QCOMPARE(readFile(source), QByteArray("kept"));
-}
-
-void TestZRV_S3::pauseResumeWithTheQueueInTheDock()
-{
-    auto p = open();
-    QVERIFY(p);
-    const QByteArray data = randomBytes(Big);
-    QStringList paths;
-    for (const QString &name : QStringList{"q1.fbx", "q2.fbx", "q3.fbx"}) {
-        paths << m_dir.filePath(name);
-        QVERIFY(writeFile(paths.last(), name == "q1.fbx" ? data : name.toUtf8()));
-    }
-    // The dock's table wired as the main window wires it.
-    ZRV_QueueTableWidget table;
-    table.resize(800, 200);
-    table.show();
-    connect(&p->page, &ZRV_S3::updateQueue, &table, &ZRV_QueueTableWidget::showQueue);
-    connect(&table, &ZRV_QueueTableWidget::deleteSlot, &p->page, &ZRV_S3::onDeleteSlot);
-    QPushButton *pause = p->button("btnPause");
-    QList<QVariantList> progress;
-    bool pressed = false;
-    connect(&p->page, &ZRV_S3::transferProgress, this,
-            [&](int mode, QString, QString object, qlonglong size, qlonglong done, int speed) {
-                progress << QVariantList{mode, done, speed, object};
-                if (!pressed && done > 0 && done < size) {
-                    pressed = true;
-                    QTest::mouseClick(pause, Qt::LeftButton);
-                }
-            });
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-    p->page.uploadFiles(paths);
-    QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked(), Wait);
-    QCOMPARE(p->page.currentEntry().state, 2);
-    // The worker stops at the next step and says so with speed 0; then no step, no signal.
-    QTRY_VERIFY_WITH_TIMEOUT(progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
-    QVERIFY(!finished.wait(1000));
-    const int seen = progress.size();
-    QVERIFY(!finished.wait(500));
-    QCOMPARE(progress.size(), seen);
-    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 1);
-
-    QStringList first;
-    for (int c = 0; c < table.columnCount(); ++c)
-        first << table.item(0, c)->text();
-    QCOMPARE(first, (QStringList{"\u2191", "q1.fbx", "24.00 MB", "In Progress", "presenter/models/q1.fbx",
-                                 m_dir.path()}));
-    QCOMPARE(table.item(1, 3)->text(), QString("Queued"));
-    QTableWidgetItem *kept = table.item(1, 1);
-    ModalAnswerer answerer;
-    answerer.arm();
-    table.setCurrentCell(0, 1);
-    QTest::keyClick(&table, Qt::Key_Delete);
-    QCOMPARE(answerer.seen().value(0).title, QString("Cannot abort"));
-    QCOMPARE(answerer.seen().value(0).text, QString("Cannot abort current operation."));
-    QCOMPARE(table.rowCount(), 3);
-    table.setCurrentCell(1, 1);
-    QTest::keyClick(&table, Qt::Key_Delete);
-    QCOMPARE(table.rowCount(), 2);
-    QCOMPARE(table.item(0, 3)->text(), QString("Paused"));
-    QCOMPARE(table.item(1, 1), kept); // updated in place, not built anew
-    QCOMPARE(kept->text(), QString("q3.fbx"));
-
-    QTest::mouseClick(pause, Qt::LeftButton);
-    QVERIFY(!pause->isChecked());
-    QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
-    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/q1.fbx"), data);
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
-    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
-    // A resumed transfer does not start its display from zero again.
-    for (int i = seen; i < progress.size(); ++i) {
-        if (progress.at(i).value(3).toString().endsWith("q1.fbx"))
-            QVERIFY(progress.at(i).value(1).toLongLong() > 0);
-    }
-}
-
-void TestZRV_S3::abort_data()
-{
-    QTest::addColumn<bool>("upload");
-    QTest::newRow("upload: nothing left in the store, the waiting one dropped") << true;
-    QTest::newRow("download: the old local file kept") << false;
-}
-
-void TestZRV_S3::abort()
-{
-    QFETCH(bool, upload);
-    const QByteArray data = randomBytes(upload ? Big : 40 * 1024 * 1024);
-    const QString target = m_dir.filePath("huge.fbx");
-    const QString waiting = m_dir.filePath("waiting.fbx");
-    QVERIFY(writeFile(waiting, "w") && writeFile(target, upload ? data : "the old local file"));
-    if (!upload)
-        QVERIFY(m_moto.putObject("zarvo", "presenter/models/huge.fbx", data));
-    auto p = open();
-    QVERIFY(p);
-    QPushButton *abort = p->button("btnAbort");
-    QList<int> modes;
-    connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
-        modes << mode;
-        if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
-            QTest::mouseClick(abort, Qt::LeftButton);
-    });
-    QSignalSpy queue(&p->page, &ZRV_S3::updateQueue);
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Yes);
-    answerer.arm();
-    if (upload) {
-        p->page.uploadFiles({target, waiting});
-    } else {
-        p->selectFiles({"huge.fbx"});
-        ZRV_FileChooser::setNextAnswer(target);
-        p->click("btnS3Download");
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 3, Wait);
-    QVERIFY(p->page.queuedEntries().isEmpty());
-    QVERIFY(queue.last().value(0).value<QList<ZRV_S3::fileEntry>>().isEmpty());
-    QVERIFY(!abort->isEnabled());
-    // The worker is done with the aborted step once it has cleared the display.
-    QTRY_COMPARE_WITH_TIMEOUT(modes.last(), -1, Wait);
-    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
-    QCOMPARE(readFile(target), upload ? data : QByteArray("the old local file"));
-    if (!upload)
-        return;
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/huge.fbx"));
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/waiting.fbx"));
-    // The page is ready for the next call.
-    QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-    p->page.uploadFiles({waiting});
-    QVERIFY(finished.wait(Wait));
-    QCOMPARE(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"));
 }
 
 QTEST_MAIN(TestZRV_S3)

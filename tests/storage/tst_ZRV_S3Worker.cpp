@@ -61,19 +61,243 @@ class TestZRV_S3Worker : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void setupMapsStorageType_data();
-    void setupMapsStorageType();
-    void withoutClient_data();
-    void withoutClient();
-    void listing_data();
-    void listing();
-    void failureThenFinished_data();
-    void failureThenFinished();
-    void upload_data();
-    void upload();
-    void abortWhilePaused_data();
-    void abortWhilePaused();
+    void initTestCase()
+    {
+        // The storage library keeps its resumable state under the user's data folder.
+        QStandardPaths::setTestModeEnabled(true);
+        qRegisterMetaType<QAWSException>();
+        QVERIFY(m_dir.isValid());
+        QString error;
+        QVERIFY2(m_moto.start(&error), qPrintable(error));
+    }
+
+    void setupMapsStorageType_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("2 is Amazon S3") << 2 << int(BVK_AWS::S3);
+        QTest::newRow("1 is MinIO") << 1 << int(BVK_AWS::MINIO);
+        QTest::newRow("0, NextCloud, falls to MinIO") << 0 << int(BVK_AWS::MINIO);
+        QTest::newRow("3, a placeholder's number, falls to MinIO") << 3 << int(BVK_AWS::MINIO);
+    }
+
+    void setupMapsStorageType()
+    {
+        QFETCH(int, type);
+        ZRV_S3Worker worker;
+        QSignalSpy finished(&worker, &ZRV_S3Worker::setupFinished);
+        worker.doSetup(type, m_moto.endpoint(), "test", "test");
+        QCOMPARE(finished.count(), 1);
+        QVERIFY(worker.storage);
+        QTEST(int(worker.storage->type()), "expected");
+    }
+
+    void withoutClient_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("list") << "list" << "listFailed(QAWSException)";
+        QTest::newRow("list with sizes") << "sizes" << "listSizesFailed(QAWSException)";
+        QTest::newRow("download") << "download" << "downloadFailed(QAWSException)";
+        QTest::newRow("upload") << "upload" << "uploadFailed(QAWSException)";
+        QTest::newRow("delete") << "delete" << "deleteFailed(QAWSException)";
+        QTest::newRow("file size") << "size" << "fileSizeFailed(QString,QString,QAWSException)";
+    }
+
+    void withoutClient()
+    {
+        QFETCH(QString, call);
+        QFETCH(QString, answer);
+        ZRV_S3Worker w;
+        Answers a(w);
+        QSignalSpy failed(&w, qPrintable("2" + answer));
+        const QString path = m_dir.filePath("never-written");
+        send(w, call, "any-bucket", "dir/file.png", path);
+        QCOMPARE(a.names, QStringList{answer.section('(', 0, 0)});
+        const QAWSException ex = failed.at(0).last().value<QAWSException>();
+        QCOMPARE(QString("%1 %2 %3").arg(ex.code).arg(ex.name, ex.message),
+                 QString("22 Not Initialized S3 Not initialized. Call Setup first."));
+        QVERIFY(!QFile::exists(path));
+        // An abort without a client still clears the display.
+        a.names.clear();
+        w.doAbort();
+        QCOMPARE(a.names, QStringList{"clear"});
+    }
+
+    void listing_data()
+    {
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<bool>("doSubDirs");
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<QStringList>("unasked");
+
+        const QStringList tree{"docs/", "docs/a.txt", "docs/deep/b.txt", "top.bin"};
+        QTest::newRow("directory marker is not asked about") << QString() << true << tree << QStringList{"docs/"};
+        QTest::newRow("without subdirectories deeper keys are not asked about")
+            << "docs/" << false << QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt"}
+            << QStringList{"docs/", "docs/deep/b.txt"};
+        QTest::newRow("root without subdirectories asks only about root keys")
+            << QString() << false << tree << QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt"};
+    }
+
+    void listing()
+    {
+        QFETCH(QString, prefix);
+        QFETCH(QStringList, keys);
+        QFETCH(QStringList, unasked);
+        const QString bucket = freshBucket();
+        for (const QString &key : QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt", "top.bin"})
+            QVERIFY(m_moto.putObject(bucket, key, key.endsWith('/') ? QByteArray() : key.toUtf8().repeated(3)));
+        ZRV_S3Worker w;
+        setUp(w);
+        QSignalSpy finished(&w, &ZRV_S3Worker::listSizesFinished);
+        QFETCH(bool, doSubDirs);
+        w.doListObjectsAndSizes(bucket, prefix, doSubDirs);
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(finished.at(0).at(0).toStringList(), keys);
+        QStringList sizes, etags;
+        for (const QString &key : keys) {
+            const bool skipped = unasked.contains(key);
+            sizes << (skipped ? "0" : QString::number(key.toUtf8().size() * 3));
+            etags << (skipped ? "NONE" : m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
+        }
+        QCOMPARE(finished.at(0).at(1).toStringList(), sizes);
+        QCOMPARE(finished.at(0).at(2).toStringList().replaceInStrings("\"", ""), etags);
+    }
+
+    void failureThenFinished_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<bool>("missingBucket");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QStringList>("answers");
+
+        QTest::newRow("list of a missing bucket still finishes")
+            << "list" << true << "" << QStringList{"listFailed", "listFinished"};
+        QTest::newRow("sizes of a missing bucket still finish")
+            << "sizes" << true << "" << QStringList{"listSizesFailed", "listSizesFinished"};
+        QTest::newRow("delete in a missing bucket still finishes")
+            << "delete" << true << "present.bin" << QStringList{"deleteFailed", "deleteFinished"};
+        QTest::newRow("size of a missing key is -1 after the failure")
+            << "size" << false << "missing.bin" << QStringList{"fileSizeFailed", "fileSizeFinished"};
+        QTest::newRow("size of a present key") << "size" << false << "present.bin" << QStringList{"fileSizeFinished"};
+        QTest::newRow("upload of a missing local file")
+            << "upload" << false << "missing.bin" << QStringList{"open", "uploadFailed"};
+        QTest::newRow("download of a missing key") << "download" << false << "missing.bin"
+                                                   << QStringList{"open", "downloadFailed"};
+    }
+
+    void failureThenFinished()
+    {
+        QFETCH(QString, call);
+        QFETCH(bool, missingBucket);
+        QFETCH(QString, key);
+        const QString bucket = missingBucket ? QString("no-such-bucket") : freshBucket();
+        if (!missingBucket)
+            QVERIFY(m_moto.putObject(bucket, "present.bin", "12345"));
+        ZRV_S3Worker w;
+        setUp(w);
+        Answers a(w);
+        QSignalSpy lists(&w, &ZRV_S3Worker::listSizesFinished);
+        QSignalSpy sizes(&w, &ZRV_S3Worker::fileSizeFinished);
+        send(w, call, bucket, key, m_dir.filePath("no-such-file"));
+        QTEST(a.names, "answers");
+        if (call == "upload" || call == "download") {
+            // A failed transfer is over: the next one opens at zero.
+            a.names.clear();
+            send(w, call, bucket, "present.bin", call == "upload" ? localFile("present.bin", "12345") : m_dir.filePath("t"));
+            QCOMPARE(a.names, (QStringList{"open", "step", call + "Finished"}));
+        }
+        if (call == "sizes")
+            QCOMPARE(lists.at(0), (QVariantList{QStringList(), QStringList(), QStringList()}));
+        if (call == "size")
+            QCOMPARE(sizes.at(0), (QVariantList{bucket, key, qlonglong(key == "present.bin" ? 5 : -1)}));
+    }
+
+    void upload_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("type");
+        QTest::newRow("endings in capitals go out as text") << "models/CHAIR.FBX" << "text/plain";
+        QTest::newRow("pps slideshow") << "talk.pps" << "application/vnd.ms-powerpoint";
+        QTest::newRow("docx is not doc")
+            << "a.docx" << "application/vnd.openxmlformats-officedocument.wordprocessingml.document";
+    }
+
+    void upload()
+    {
+        QFETCH(QString, key);
+        const QString bucket = freshBucket();
+        const QByteArray data = QByteArray(1000, 'u');
+        ZRV_S3Worker w;
+        setUp(w);
+        Answers a(w);
+        QSignalSpy progress(&w, &ZRV_S3Worker::transferProgress);
+        QSignalSpy finished(&w, &ZRV_S3Worker::uploadFinished);
+        w.doUpload(bucket, key, scene(true, bucket, key, data));
+        QCOMPARE(a.names, (QStringList{"open", "step", "uploadFinished"}));
+        QCOMPARE(progress.at(0), (QVariantList{0, bucket, key, 0, 0, 0}));
+        QCOMPARE(progress.at(1).mid(0, 5), (QVariantList{0, bucket, key, 1000, 1000}));
+        QCOMPARE(finished.at(0).mid(0, 2), (QVariantList{key, 1000}));
+        QCOMPARE(finished.at(0).at(2).toString().remove('"'), m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
+        QCOMPARE(m_moto.getObject(bucket, key), data);
+        QTEST(QString(m_moto.objectHeader(bucket, key, "Content-Type")), "type");
+    }
+
+    void abortWhilePaused_data()
+    {
+        QTest::addColumn<bool>("upload");
+        QTest::newRow("upload") << true;
+        QTest::newRow("download") << false;
+    }
+
+    void abortWhilePaused()
+    {
+        QFETCH(bool, upload);
+        const QString bucket = freshBucket();
+        // Several steps of the library; its download parts are larger than its upload parts.
+        const QByteArray data(int(upload ? 12 * MiB : 34 * MiB), 'w');
+        const QString path = scene(upload, bucket, "dropped.bin", data);
+        ZRV_S3Worker w;
+        setUp(w);
+        Answers a(w);
+        // The pause goes in at the opening signal, as a press of the button during the first step.
+        auto once = std::make_shared<QMetaObject::Connection>();
+        *once = connect(&w, &ZRV_S3Worker::transferProgress, this, [&w, once](int mode, QString, QString, qlonglong size) {
+            if (mode != -1 && size == 0) {
+                disconnect(*once);
+                w.doPause();
+            }
+        });
+        const auto start = [&] { upload ? w.doUpload(bucket, "dropped.bin", path) : w.doDownload(bucket, "dropped.bin", path); };
+        start();
+        QCOMPARE(a.names, (QStringList{"open", "step", "step"}));
+        QVERIFY(a.lastDone > 0 && a.lastDone < data.size());
+        if (upload)
+            QCOMPARE(m_moto.openMultipartUploads(bucket), 1);
+        const int besideBefore = QDir(m_dir.path()).entryList(QDir::Files).size();
+
+        a.names.clear();
+        w.doAbort();
+        QCOMPARE(a.names, QStringList{"clear"});
+        // The library was told: no half upload in the store, no partial file beside the target.
+        if (upload)
+            QCOMPARE(m_moto.openMultipartUploads(bucket), 0);
+        else
+            QVERIFY(QDir(m_dir.path()).entryList(QDir::Files).size() < besideBefore);
+
+        // The active flag outlives the abort: the next transfer goes without its opening signal.
+        a.names.clear();
+        start();
+        QCOMPARE(a.names.first(), QString("step"));
+        QCOMPARE(a.names.last(), QString(upload ? "uploadFinished" : "downloadFinished"));
+        QCOMPARE(a.lastDone, qlonglong(data.size()));
+        // The other direction was never active and still opens at zero.
+        a.names.clear();
+        const QString other = scene(!upload, bucket, "other.bin", "tiny");
+        upload ? w.doDownload(bucket, "other.bin", other) : w.doUpload(bucket, "other.bin", other);
+        QCOMPARE(a.names.first(), QString("open"));
+    }
 
 private:
     QString freshBucket();
@@ -86,16 +310,6 @@ private:
     QTemporaryDir m_dir;
     int m_count = 0;
 };
-
-void TestZRV_S3Worker::initTestCase()
-{
-    // The storage library keeps its resumable state under the user's data folder.
-    QStandardPaths::setTestModeEnabled(true);
-    qRegisterMetaType<QAWSException>();
-    QVERIFY(m_dir.isValid());
-    QString error;
-    QVERIFY2(m_moto.start(&error), qPrintable(error));
-}
 
 QString TestZRV_S3Worker::freshBucket()
 {
@@ -115,234 +329,6 @@ QString TestZRV_S3Worker::scene(bool upload, const QString &bucket, const QStrin
     if (upload)
         return localFile(QFileInfo(key).fileName(), data);
     return m_moto.putObject(bucket, key, data) ? m_dir.filePath(QStringLiteral("target-%1").arg(++m_count)) : QString();
-}
-
-void TestZRV_S3Worker::setupMapsStorageType_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("expected");
-    QTest::newRow("2 is Amazon S3") << 2 << int(BVK_AWS::S3);
-    QTest::newRow("1 is MinIO") << 1 << int(BVK_AWS::MINIO);
-    QTest::newRow("0, NextCloud, falls to MinIO") << 0 << int(BVK_AWS::MINIO);
-    QTest::newRow("3, a placeholder's number, falls to MinIO") << 3 << int(BVK_AWS::MINIO);
-}
-
-void TestZRV_S3Worker::setupMapsStorageType()
-{
-    QFETCH(int, type);
-    ZRV_S3Worker worker;
-    QSignalSpy finished(&worker, &ZRV_S3Worker::setupFinished);
-    worker.doSetup(type, m_moto.endpoint(), "test", "test");
-    QCOMPARE(finished.count(), 1);
-    QVERIFY(worker.storage);
-    QTEST(int(worker.storage->type()), "expected");
-}
-
-void TestZRV_S3Worker::withoutClient_data()
-{
-    QTest::addColumn<QString>("call");
-    QTest::addColumn<QString>("answer");
-    QTest::newRow("list") << "list" << "listFailed(QAWSException)";
-    QTest::newRow("list with sizes") << "sizes" << "listSizesFailed(QAWSException)";
-    QTest::newRow("download") << "download" << "downloadFailed(QAWSException)";
-    QTest::newRow("upload") << "upload" << "uploadFailed(QAWSException)";
-    QTest::newRow("delete") << "delete" << "deleteFailed(QAWSException)";
-    QTest::newRow("file size") << "size" << "fileSizeFailed(QString,QString,QAWSException)";
-}
-
-void TestZRV_S3Worker::withoutClient()
-{
-    QFETCH(QString, call);
-    QFETCH(QString, answer);
-    ZRV_S3Worker w;
-    Answers a(w);
-    QSignalSpy failed(&w, qPrintable("2" + answer));
-    const QString path = m_dir.filePath("never-written");
-    send(w, call, "any-bucket", "dir/file.png", path);
-    QCOMPARE(a.names, QStringList{answer.section('(', 0, 0)});
-    const QAWSException ex = failed.at(0).last().value<QAWSException>();
-    QCOMPARE(QString("%1 %2 %3").arg(ex.code).arg(ex.name, ex.message),
-             QString("22 Not Initialized S3 Not initialized. Call Setup first."));
-    QVERIFY(!QFile::exists(path));
-    // An abort without a client still clears the display.
-    a.names.clear();
-    w.doAbort();
-    QCOMPARE(a.names, QStringList{"clear"});
-}
-
-void TestZRV_S3Worker::listing_data()
-{
-    QTest::addColumn<QString>("prefix");
-    QTest::addColumn<bool>("doSubDirs");
-    QTest::addColumn<QStringList>("keys");
-    QTest::addColumn<QStringList>("unasked");
-
-    const QStringList tree{"docs/", "docs/a.txt", "docs/deep/b.txt", "top.bin"};
-    QTest::newRow("directory marker is not asked about") << QString() << true << tree << QStringList{"docs/"};
-    QTest::newRow("without subdirectories deeper keys are not asked about")
-        << "docs/" << false << QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt"}
-        << QStringList{"docs/", "docs/deep/b.txt"};
-    QTest::newRow("root without subdirectories asks only about root keys")
-        << QString() << false << tree << QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt"};
-}
-
-void TestZRV_S3Worker::listing()
-{
-    QFETCH(QString, prefix);
-    QFETCH(QStringList, keys);
-    QFETCH(QStringList, unasked);
-    const QString bucket = freshBucket();
-    for (const QString &key : QStringList{"docs/", "docs/a.txt", "docs/deep/b.txt", "top.bin"})
-        QVERIFY(m_moto.putObject(bucket, key, key.endsWith('/') ? QByteArray() : key.toUtf8().repeated(3)));
-    ZRV_S3Worker w;
-    setUp(w);
-    QSignalSpy finished(&w, &ZRV_S3Worker::listSizesFinished);
-    QFETCH(bool, doSubDirs);
-    w.doListObjectsAndSizes(bucket, prefix, doSubDirs);
-    QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished.at(0).at(0).toStringList(), keys);
-    QStringList sizes, etags;
-    for (const QString &key : keys) {
-        const bool skipped = unasked.contains(key);
-        sizes << (skipped ? "0" : QString::number(key.toUtf8().size() * 3));
-        etags << (skipped ? "NONE" : m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
-    }
-    QCOMPARE(finished.at(0).at(1).toStringList(), sizes);
-    QCOMPARE(finished.at(0).at(2).toStringList().replaceInStrings("\"", ""), etags);
-}
-
-void TestZRV_S3Worker::failureThenFinished_data()
-{
-    QTest::addColumn<QString>("call");
-    QTest::addColumn<bool>("missingBucket");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QStringList>("answers");
-
-    QTest::newRow("list of a missing bucket still finishes")
-        << "list" << true << "" << QStringList{"listFailed", "listFinished"};
-    QTest::newRow("sizes of a missing bucket still finish")
-        << "sizes" << true << "" << QStringList{"listSizesFailed", "listSizesFinished"};
-    QTest::newRow("delete in a missing bucket still finishes")
-        << "delete" << true << "present.bin" << QStringList{"deleteFailed", "deleteFinished"};
-    QTest::newRow("size of a missing key is -1 after the failure")
-        << "size" << false << "missing.bin" << QStringList{"fileSizeFailed", "fileSizeFinished"};
-    QTest::newRow("size of a present key") << "size" << false << "present.bin" << QStringList{"fileSizeFinished"};
-    QTest::newRow("upload of a missing local file")
-        << "upload" << false << "missing.bin" << QStringList{"open", "uploadFailed"};
-    QTest::newRow("download of a missing key") << "download" << false << "missing.bin"
-                                               << QStringList{"open", "downloadFailed"};
-}
-
-void TestZRV_S3Worker::failureThenFinished()
-{
-    QFETCH(QString, call);
-    QFETCH(bool, missingBucket);
-    QFETCH(QString, key);
-    const QString bucket = missingBucket ? QString("no-such-bucket") : freshBucket();
-    if (!missingBucket)
-        QVERIFY(m_moto.putObject(bucket, "present.bin", "12345"));
-    ZRV_S3Worker w;
-    setUp(w);
-    Answers a(w);
-    QSignalSpy lists(&w, &ZRV_S3Worker::listSizesFinished);
-    QSignalSpy sizes(&w, &ZRV_S3Worker::fileSizeFinished);
-    send(w, call, bucket, key, m_dir.filePath("no-such-file"));
-    QTEST(a.names, "answers");
-    if (call == "upload" || call == "download") {
-        // A failed transfer is over: the next one opens at zero.
-        a.names.clear();
-        send(w, call, bucket, "present.bin", call == "upload" ? localFile("present.bin", "12345") : m_dir.filePath("t"));
-        QCOMPARE(a.names, (QStringList{"open", "step", call + "Finished"}));
-    }
-    if (call == "sizes")
-        QCOMPARE(lists.at(0), (QVariantList{QStringList(), QStringList(), QStringList()}));
-    if (call == "size")
-        QCOMPARE(sizes.at(0), (QVariantList{bucket, key, qlonglong(key == "present.bin" ? 5 : -1)}));
-}
-
-void TestZRV_S3Worker::upload_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("type");
-    QTest::newRow("endings in capitals go out as text") << "models/CHAIR.FBX" << "text/plain";
-    QTest::newRow("pps slideshow") << "talk.pps" << "application/vnd.ms-powerpoint";
-    QTest::newRow("docx is not doc")
-        << "a.docx" << "application/vnd.openxmlformats-officedocument.wordprocessingml.document";
-}
-
-void TestZRV_S3Worker::upload()
-{
-    QFETCH(QString, key);
-    const QString bucket = freshBucket();
-    const QByteArray data = QByteArray(1000, 'u');
-    ZRV_S3Worker w;
-    setUp(w);
-    Answers a(w);
-    QSignalSpy progress(&w, &ZRV_S3Worker::transferProgress);
-    QSignalSpy finished(&w, &ZRV_S3Worker::uploadFinished);
-    w.doUpload(bucket, key, scene(true, bucket, key, data));
-    QCOMPARE(a.names, (QStringList{"open", "step", "uploadFinished"}));
-    QCOMPARE(progress.at(0), (QVariantList{0, bucket, key, 0, 0, 0}));
-    QCOMPARE(progress.at(1).mid(0, 5), (QVariantList{0, bucket, key, 1000, 1000}));
-    QCOMPARE(finished.at(0).mid(0, 2), (QVariantList{key, 1000}));
-    QCOMPARE(finished.at(0).at(2).toString().remove('"'), m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
-    QCOMPARE(m_moto.getObject(bucket, key), data);
-    QTEST(QString(m_moto.objectHeader(bucket, key, "Content-Type")), "type");
-}
-
-void TestZRV_S3Worker::abortWhilePaused_data()
-{
-    QTest::addColumn<bool>("upload");
-    QTest::newRow("upload") << true;
-    QTest::newRow("download") << false;
-}
-
-void TestZRV_S3Worker::abortWhilePaused()
-{
-    QFETCH(bool, upload);
-    const QString bucket = freshBucket();
-    // Several steps of the library; its download parts are larger than its upload parts.
-    const QByteArray data(int(upload ? 12 * MiB : 34 * MiB), 'w');
-    const QString path = scene(upload, bucket, "dropped.bin", data);
-    ZRV_S3Worker w;
-    setUp(w);
-    Answers a(w);
-    // The pause goes in at the opening signal, as a press of the button during the first step.
-    auto once = std::make_shared<QMetaObject::Connection>();
-    *once = connect(&w, &ZRV_S3Worker::transferProgress, this, [&w, once](int mode, QString, QString, qlonglong size) {
-        if (mode != -1 && size == 0) {
-            disconnect(*once);
-            w.doPause();
-        }
-    });
-    const auto start = [&] { upload ? w.doUpload(bucket, "dropped.bin", path) : w.doDownload(bucket, "dropped.bin", path); };
-    start();
-    QCOMPARE(a.names, (QStringList{"open", "step", "step"}));
-    QVERIFY(a.lastDone > 0 && a.lastDone < data.size());
-    if (upload)
-        QCOMPARE(m_moto.openMultipartUploads(bucket), 1);
-    const int besideBefore = QDir(m_dir.path()).entryList(QDir::Files).size();
-
-    a.names.clear();
-    w.doAbort();
-    QCOMPARE(a.names, QStringList{"clear"});
-    // The library was told: no half upload in the store, no partial file beside the target.
-    if (upload)
-        QCOMPARE(m_moto.openMultipartUploads(bucket), 0);
-    else
-        QVERIFY(QDir(m_dir.path()).entryList(QDir::Files).size() < besideBefore);
-
-    // The active flag outlives the abort: the next transfer goes without its opening signal.
-    a.names.clear();
-    start();
-    QCOMPARE(a.names.first(), QString("step"));
-    QCOMPARE(a.names.last(), QString(upload ? "uploadFinished" : "downloadFinished"));
-    QCOMPARE(a.lastDone, qlonglong(data.size()));
-    // The other direction was never active and still opens at zero.
-    a.names.clear();
-    const QString other = scene(!upload, bucket, "other.bin", "tiny");
-    upload ? w.doDownload(bucket, "other.bin", other) : w.doUpload(bucket, "other.bin", other);
-    QCOMPARE(a.names.first(), QString("open"));
 }
 
 QTEST_GUILESS_MAIN(TestZRV_S3Worker)

@@ -84,22 +84,393 @@ class TestZRV_ServerApp_Storage : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void pageSet_data();
-    void pageSet();
-    void refusedKey_data();
-    void refusedKey();
-    void addButtonFollowsSelection();
-    void keyRenewedDuringTransfer();
-    void statusLine_data();
-    void statusLine();
-    void bundleLifecycle();
-    void refusedRegistrationRolledBack();
-    void refusals_data();
-    void refusals();
-    void versionGate_data();
-    void versionGate();
+    void initTestCase()
+    {
+        Q_INIT_RESOURCE(zrv);
+        QString error;
+        QVERIFY2(m_moto.start(&error), qPrintable(error));
+        QVERIFY(m_dir.isValid());
+    }
+
+    void init()
+    {
+        QVERIFY(m_moto.reset());
+        QVERIFY(m_moto.createBucket("zarvo"));
+        QVERIFY(m_moto.createBucket("bvkzrv"));
+        for (const QString &login : {QString("admin"), GroupAdminFolder, QString("presenter")})
+            QVERIFY(m_moto.putObject("zarvo", login + "/readme.txt", "read me"));
+        QVERIFY(m_moto.putObject("bvkzrv", GroupAdminFolder + "/in-bvkzrv.txt", "fixed bucket"));
+        QVERIFY(m_moto.putObject("bvkzrv", AmazonFolder + "/in-bvkzrv.txt", "fixed bucket"));
+        ZRV_FileChooser::clear();
+    }
+
+    void pageSet_data()
+    {
+        QTest::addColumn<QString>("login");
+        QTest::addColumn<QStringList>("tabs");
+        QTest::addColumn<QString>("listing");
+
+        const QStringList s3{"tabS3", "tabBundles"};
+        // A key of the service would list the empty folder "<role id>:presenter/".
+        QTest::newRow("fixed MinIO keys: own folder") << "presenter" << s3 << "MINIO - presenter/|readme.txt";
+        QTest::newRow("administrator with fixed keys sees the whole bucket") << "admin" << s3 << "MINIO - root|";
+        QTest::newRow("no keys in the account: temporary keys from the service")
+            << "groupadmin" << s3 << "MINIO - groupadmin/|readme.txt";
+        QTest::newRow("Amazon S3 account: temporary keys, the fixed bucket")
+            << "amazon" << s3 << "S3 - amazon/|in-bvkzrv.txt";
+        QTest::newRow("NextCloud account: the NextCloud page comes first")
+            << "cloud" << QStringList{"tabNextCloud2", "tabBundles"} << "";
+        QTest::newRow("storage of an unknown mode: all pages stay")
+            << "nomode" << QStringList{"tabS3", "tabNextCloud2", "tabBundles"} << "";
+    }
+
+    void pageSet()
+    {
+        QFETCH(QString, login);
+        SignedInConsole c;
+        QVERIFY2(c.open(login, login == "groupadmin" ? "group123" : login + "123", m_moto.endpoint()), qPrintable(c.error));
+        auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
+        QStringList names;
+        for (int i = 0; i < tabs->count(); ++i)
+            names << tabs->widget(i)->objectName();
+        QTEST(names, "tabs");
+        QVERIFY(!c.window->findChild<QWidget *>("tabBundles")->isEnabled());
+        QFETCH(QString, listing);
+        if (!listing.isEmpty())
+            QCOMPARE(rootListing(c), listing);
+    }
+
+    void refusedKey_data()
+    {
+        QTest::addColumn<QString>("arn");
+        QTest::addColumn<QString>("listing");
+        QTest::newRow("a failed key request is refused") << "" << "";
+        QTest::newRow("any other kind is refused") << "GCS" << "";
+        QTest::newRow("MINIO in lower case passes") << "minio" << "MINIO - groupadmin/|readme.txt";
+        QTest::newRow("S3 makes an S3 account in the fixed bucket") << "S3" << "S3 - groupadmin/|in-bvkzrv.txt";
+    }
+
+    void refusedKey()
+    {
+        QFETCH(QString, arn);
+        QFETCH(QString, listing);
+        SignedInConsole c;
+        QVERIFY2(c.open("groupadmin", "group123", m_moto.endpoint()), qPrintable(c.error));
+        QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
+        auto *thread = c.window->findChild<ZRV_MeetingsInfoThread *>();
+        QSignalSpy keys(thread, &ZRV_MeetingsInfoThread::s3TempAccess);
+        ZRVS3TempAccessKey key;
+        if (arn.isEmpty()) {
+            const QJsonObject fault{{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/s3/token"},
+                                    {"status", 500}, {"message", "no keys today"}};
+            QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", fault).status, 200);
+        } else {
+            // The next key comes from the simulator; only its kind is changed on the way.
+            disconnect(thread, &ZRV_MeetingsInfoThread::s3TempAccess, c.window.get(), &ZRV_ServerApp::setS3Token);
+            connect(thread, &ZRV_MeetingsInfoThread::s3TempAccess, this, [&key](ZRVS3TempAccessKey k) { key = k; });
+        }
+        ModalAnswerer answerer;
+        answerer.arm(Wait);
+        thread->getS3Token();
+        QVERIFY(keys.wait(15000));
+        if (!arn.isEmpty()) {
+            QCOMPARE(key.getArn(), QString("MINIO"));
+            key.setArn(arn);
+            c.window->setS3Token(key);
+        }
+        answerer.disarm();
+        ZRV_S3 *s3 = c.window->findChild<ZRV_S3 *>("tabS3");
+        QCOMPARE(s3->testAttribute(Qt::WA_ForceDisabled), listing.isEmpty());
+        if (!listing.isEmpty()) {
+            QVERIFY(answerer.seen().isEmpty());
+            QTRY_COMPARE_WITH_TIMEOUT(rootListing(c), listing, Wait);
+            return;
+        }
+        QCOMPARE(answerer.seen().size(), 1);
+        QCOMPARE(answerer.seen().value(0).title, QString("S3 Login Data"));
+        QCOMPARE(answerer.seen().value(0).text, QString("Invalid or incomplete Storage Login Data received from Service. "
+                                                        "Storage will not be available."));
+    }
+
+    void addButtonFollowsSelection()
+    {
+        SignedInConsole c;
+        QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
+        QCOMPARE(rootListing(c), QString("MINIO - presenter/|readme.txt"));
+        auto *table = c.window->findChild<QTableWidget *>("S3TableWidget");
+        // The file area is disabled without an open meeting: the buttons' own states count.
+        auto enabled = [&](const char *name) {
+            return !c.window->findChild<QPushButton *>(name)->testAttribute(Qt::WA_ForceDisabled);
+        };
+        QVERIFY(!enabled("btnAdd"));
+        table->selectRow(0);
+        QVERIFY(enabled("btnAdd") && enabled("btnS3Delete"));
+        table->clearSelection();
+        QVERIFY(!enabled("btnAdd") && !enabled("btnS3Delete"));
+
+        table->selectRow(0);
+        auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
+        tabs->setCurrentIndex(1);
+        QVERIFY2(!enabled("btnAdd"), "the bundles page has no selection");
+        tabs->setCurrentIndex(0);
+        QVERIFY(enabled("btnAdd"));
+    }
+
+    void keyRenewedDuringTransfer()
+    {
+        SignedInConsole c;
+        // Keys that live 30 s are always due: every status tick renews them.
+        QVERIFY2(c.open("groupadmin", "group123", m_moto.endpoint(), {"--s3-key-lifetime", "30"}), qPrintable(c.error));
+        QCOMPARE(rootListing(c), QString("MINIO - groupadmin/|readme.txt"));
+        QByteArray data(24 * 1024 * 1024, Qt::Uninitialized);
+        QRandomGenerator gen{7u};
+        for (char &ch : data)
+            ch = char(gen.generate());
+        const QString source = m_dir.filePath("renewed.fbx");
+        QFile f(source);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(data) == data.size());
+        f.close();
+
+        ZRV_S3 *s3 = c.window->findChild<ZRV_S3 *>("tabS3");
+        QSignalSpy keys(c.window->findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::s3TempAccess);
+        bool renewed = false;
+        connect(s3, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
+            if (!renewed && mode == 0 && done > 0 && done < size) {
+                renewed = true;
+                c.window->onMeetingStatusTimer();
+            }
+        });
+        QSignalSpy finished(s3, &ZRV_S3::uploadsFinished);
+        QSignalSpy failed(s3, &ZRV_S3::uploadFailed);
+        ModalAnswerer answerer;
+        answerer.arm(Wait);
+        s3->uploadFiles({source});
+        QVERIFY(finished.wait(Wait));
+        answerer.disarm();
+        QVERIFY(renewed);
+        QVERIFY2(!keys.isEmpty(), "a new key arrived while the upload ran");
+        QCOMPARE(failed.count(), 0);
+        QVERIFY2(answerer.seen().isEmpty(), qPrintable(answerer.seen().value(0).text));
+        QCOMPARE(m_moto.getObject("zarvo", GroupAdminFolder + "/renewed.fbx"), data);
+        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
+    }
+
+    void statusLine_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("object");
+        QTest::addColumn<qlonglong>("size");
+        QTest::addColumn<qlonglong>("progress");
+        QTest::addColumn<int>("speed");
+        QTest::addColumn<QStringList>("labels");
+        QTest::addColumn<QList<int>>("bar");
+
+        QTest::newRow("cleared: empty operation and name, zeros in KB")
+            << -1 << "" << 0LL << 0LL << 0 << QStringList{"", "", "Completed: 0 KB", "Size: 0 KB", "Speed: 0 KByte/s"}
+            << QList<int>{1, 0};
+        QTest::newRow("upload in KB and MB, speed in KByte/s")
+            << 0 << "presenter/models/a.fbx" << 3LL * 1024 * 1024 << 512LL * 1024 << 1536
+            << QStringList{"Uploading:", "a.fbx", "Completed: 512 KB", "Size: 3.00 MB", "Speed: 1.5 KByte/s"}
+            << QList<int>{3 * 1024 * 1024, 512 * 1024};
+        QTest::newRow("5,000,000,000 bytes: both divided by ten once for the bar")
+            << 1 << "big.bin" << 5000000000LL << 2500000000LL << 3 * 1024 * 1024
+            << QStringList{"Downloading:", "big.bin", "Completed: 2.33 GB", "Size: 4.66 GB", "Speed: 3.00 MByte/s"}
+            << QList<int>{500000000, 250000000};
+    }
+
+    void statusLine()
+    {
+        QFETCH(int, mode);
+        QFETCH(QString, object);
+        QFETCH(qlonglong, size);
+        QFETCH(qlonglong, progress);
+        QFETCH(int, speed);
+        SignedInConsole c;
+        QVERIFY2(c.open("cloud", "cloud123", m_moto.endpoint()), qPrintable(c.error));
+        c.window->onTransferProgress(mode, "bucket", object, size, progress, speed);
+        QStatusBar *status = c.window->findChild<QStatusBar *>();
+        // The status line's own labels, in the order they stand.
+        QList<QLabel *> found = status->findChildren<QLabel *>(QString(), Qt::FindDirectChildrenOnly);
+        std::sort(found.begin(), found.end(), [](QLabel *a, QLabel *b) { return a->x() < b->x(); });
+        QStringList labels;
+        for (QLabel *l : found)
+            labels << l->text();
+        QTEST(labels, "labels");
+        auto *bar = status->findChild<QProgressBar *>();
+        QTEST((QList<int>{bar->maximum(), bar->value()}), "bar");
+    }
+
+    void bundleLifecycle()
+    {
+        SignedInConsole c;
+        QVERIFY2(openWithBundles(c), qPrintable(c.error));
+        // The global bundle first, owned by the team; the id is kept with the row.
+        QCOMPARE(tableRows(bundleTable(c)),
+                 QStringList({"Zarvo Lobby|Zarvo Team|14 MB", "Presenter Stage|presenter|14 MB"}));
+        QCOMPARE(bundleTable(c)->item(0, 0)->data(Qt::UserRole).toString(), QString("ab-0001"));
+        QVERIFY(c.window->findChild<QPushButton *>("btnCreateGlobal")->isHidden());
+
+        ZRV_FileChooser::setNextAnswer(writeBundle("stage-two"));
+        QStringList progress;
+        ModalAnswerer answerer;
+        letProgressRun(answerer, &progress);
+        answerer.pressButton(QMessageBox::Ok);
+        answerer.pressButton(QMessageBox::Yes);
+        answerer.arm(Wait * 3);
+        click(c, "btnCreate");
+        QTRY_VERIFY_WITH_TIMEOUT(tableRows(bundleTable(c)).contains("stage-two|presenter|10 MB"), Wait);
+        QCOMPARE(progress, QStringList{"Creating Asset Bundle: Uploading Files"});
+        QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Select files to Upload"));
+        for (int i = 0; i < Suffixes.size(); ++i)
+            QCOMPARE(m_moto.getObject("zarvo", "presenter/__ASSETBUNDLES/stage-two" + Suffixes.at(i)).size(),
+                     1048576 * (i + 1));
+        const QJsonObject registered = bundleNamed(c.bundles(), "stage-two");
+        QCOMPARE(registered.value("StgRelPath").toString(), QString("presenter/__ASSETBUNDLES/stage-two"));
+        QCOMPARE(registered.value("Mode").toInt(), 1);
+        QVERIFY(!registered.value("UserId").toString().isEmpty());
+
+        // On the meeting from the bundle page.
+        c.window->findChild<QTabWidget *>("tabBrowser")->setCurrentIndex(1);
+        QVERIFY(selectBundle(c, "stage-two"));
+        click(c, "btnAdd");
+        QTRY_COMPARE_WITH_TIMEOUT(c.assetRows().value(0), QString("AB|stage-two|10 MB|Asset Bundle"), Wait);
+        const QJsonArray onMeeting = c.liveRecord("prl5t8c6").value("assetBundles").toArray();
+        QCOMPARE(onMeeting.size(), 1);
+        QCOMPARE(onMeeting.first().toObject().value("Id").toString(), registered.value("Id").toString());
+
+        // A second one is refused before anything is sent.
+        QVERIFY(selectBundle(c, "Presenter Stage"));
+        click(c, "btnAdd");
+        QCOMPARE(answerer.seen().value(1).title, QString("Cannot add Asset Bundle"));
+        QCOMPARE(answerer.seen().value(1).text, QString("Only one Asset Bundle can be assigned per Meeting."));
+        QCOMPARE(c.liveRecord("prl5t8c6").value("assetBundles").toArray().size(), 1);
+
+        // Deleted: the service takes it off the meeting and removes its files.
+        QVERIFY(selectBundle(c, "stage-two"));
+        click(c, "btnDelete");
+        QCOMPARE(answerer.seen().value(2).text,
+                 QString("Do you really want to delete Asset Bundle stage-two?\nAll references to this Bundle will "
+                         "automatically be removed."));
+        QTRY_VERIFY_WITH_TIMEOUT(bundleTable(c)->findItems("stage-two", Qt::MatchExactly).isEmpty(), Wait);
+        QCOMPARE(answerer.seen().size(), 3);
+        QVERIFY(bundleNamed(c.bundles(), "stage-two").isEmpty());
+        QVERIFY(c.liveRecord("prl5t8c6").value("assetBundles").toArray().isEmpty());
+        for (const QString &suffix : Suffixes)
+            QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/stage-two" + suffix));
+    }
+
+    void refusedRegistrationRolledBack()
+    {
+        SignedInConsole c;
+        QVERIFY2(openWithBundles(c), qPrintable(c.error));
+        const QJsonObject fault{{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/assetbundle"},
+                                {"method", "POST"}, {"status", 409}, {"message", "Bundle store unavailable"}};
+        QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", fault).status, 200);
+        const int before = c.bundles().size();
+
+        ZRV_FileChooser::setNextAnswer(writeBundle("refused"));
+        QStringList progress;
+        ModalAnswerer answerer;
+        letProgressRun(answerer, &progress);
+        answerer.pressButton(QMessageBox::Ok);
+        answerer.arm(Wait * 2);
+        click(c, "btnCreate");
+        QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 2, Wait);
+        QCOMPARE(answerer.seen().at(1).title, QString("Error creating asset bundle"));
+        QVERIFY2(answerer.seen().at(1).text.contains("Bundle store unavailable"), qPrintable(answerer.seen().at(1).text));
+        // The four files leave the store again, without a question.
+        QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/refused.web.asb"), Wait);
+        QCOMPARE(answerer.seen().size(), 2);
+        for (const QString &suffix : Suffixes)
+            QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/refused" + suffix));
+        QCOMPARE(c.bundles().size(), before);
+        QVERIFY(bundleTable(c)->findItems("refused", Qt::MatchExactly).isEmpty());
+    }
+
+    void refusals_data()
+    {
+        QTest::addColumn<QString>("login");
+        QTest::addColumn<QString>("name");       // bundle to create, or to delete when no files are given
+        QTest::addColumn<QStringList>("files");  // suffixes written
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");       // {stem} for the chosen stem
+
+        const QString missing = "The %1 asset pack file could not be found.\n Expected path: {stem}%2";
+        QTest::newRow("iOS file missing") << "presenter" << "lone"
+                                          << QStringList{".win.asb", ".web.asb", ".android.asb"} << "Missing file"
+                                          << missing.arg("ios", ".ios.asb");
+        QTest::newRow("web file missing, checked before Android") << "presenter" << "lone"
+                                                                  << QStringList{".win.asb", ".ios.asb"} << "Missing file"
+                                                                  << missing.arg("web", ".web.asb");
+        QTest::newRow("Android file missing") << "presenter" << "lone"
+                                              << QStringList{".win.asb", ".ios.asb", ".web.asb"} << "Missing file"
+                                              << missing.arg("android", ".android.asb");
+        QTest::newRow("own bundle of the same name")
+            << "presenter" << "Presenter Stage" << Suffixes << "Duplicate"
+            << "An assetbundle of the name 'Presenter Stage' already exists.";
+        QTest::newRow("the global bundle cannot be deleted, not even by an administrator")
+            << "admin" << "Zarvo Lobby" << QStringList() << "Cannot delete Asset Bundle"
+            << "This Asset Bundle cannot be deleted.";
+    }
+
+    void refusals()
+    {
+        QFETCH(QString, login);
+        QFETCH(QString, name);
+        QFETCH(QStringList, files);
+        QFETCH(QString, text);
+        SignedInConsole c;
+        QVERIFY2(openWithBundles(c, login), qPrintable(c.error));
+        QCOMPARE(c.window->findChild<QPushButton *>("btnCreateGlobal")->isHidden(), login != "admin");
+        const int before = c.bundles().size();
+
+        ModalAnswerer answerer;
+        answerer.pressButton(QMessageBox::Ok);
+        answerer.arm(Wait);
+        if (files.isEmpty()) {
+            QVERIFY(selectBundle(c, name));
+            click(c, "btnDelete");
+        } else {
+            ZRV_FileChooser::setNextAnswer(writeBundle(name, files));
+            click(c, "btnCreate");
+        }
+        answerer.disarm();
+        QCOMPARE(answerer.seen().size(), 1);
+        QTEST(answerer.seen().first().title, "title");
+        QCOMPARE(answerer.seen().first().text, text.replace("{stem}", m_dir.filePath(name)));
+
+        // Nothing went to the store or the service.
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/" + name + ".win.asb"));
+        QCOMPARE(c.bundles().size(), before);
+        QCOMPARE(bundleTable(c)->rowCount(), before);
+    }
+
+    void versionGate_data()
+    {
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<bool>("bundles");
+
+        QTest::newRow("2.0.29 is too old: the tab at index 1 goes") << "v2.0.29" << false;
+        QTest::newRow("2.0.30 is the first with bundles") << "v2.0.30" << true;
+        QTest::newRow("2.1.0: the minor counts before the patch") << "v2.1.0" << true;
+        QTest::newRow("1.9.99 is too old") << "v1.9.99" << false;
+    }
+
+    void versionGate()
+    {
+        QFETCH(QString, version);
+        QFETCH(bool, bundles);
+        SignedInConsole c;
+        QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint(), {"--service-version", version}),
+                 qPrintable(c.error));
+        auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
+        auto *page = c.window->findChild<QWidget *>("tabBundles");
+        // The file area stays disabled until a meeting is chosen: the page itself counts.
+        QTRY_COMPARE_WITH_TIMEOUT(tabs->count(), bundles ? 2 : 1, Wait);
+        QTRY_COMPARE_WITH_TIMEOUT(bundleTable(c)->rowCount(), bundles ? 2 : 0, Wait);
+        QCOMPARE(page->isEnabledTo(tabs), bundles);
+        QCOMPARE(tabs->widget(0)->objectName(), QString("tabS3"));
+    }
 
 private:
     // The files of a bundle with these suffixes, 1 MiB for Windows up to 4 MiB for Web.
@@ -109,222 +480,6 @@ private:
     MotoServer m_moto;
     QTemporaryDir m_dir;
 };
-
-void TestZRV_ServerApp_Storage::initTestCase()
-{
-    Q_INIT_RESOURCE(zrv);
-    QString error;
-    QVERIFY2(m_moto.start(&error), qPrintable(error));
-    QVERIFY(m_dir.isValid());
-}
-
-void TestZRV_ServerApp_Storage::init()
-{
-    QVERIFY(m_moto.reset());
-    QVERIFY(m_moto.createBucket("zarvo"));
-    QVERIFY(m_moto.createBucket("bvkzrv"));
-    for (const QString &login : {QString("admin"), GroupAdminFolder, QString("presenter")})
-        QVERIFY(m_moto.putObject("zarvo", login + "/readme.txt", "read me"));
-    QVERIFY(m_moto.putObject("bvkzrv", GroupAdminFolder + "/in-bvkzrv.txt", "fixed bucket"));
-    QVERIFY(m_moto.putObject("bvkzrv", AmazonFolder + "/in-bvkzrv.txt", "fixed bucket"));
-    ZRV_FileChooser::clear();
-}
-
-void TestZRV_ServerApp_Storage::pageSet_data()
-{
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QStringList>("tabs");
-    QTest::addColumn<QString>("listing");
-
-    const QStringList s3{"tabS3", "tabBundles"};
-    // A key of the service would list the empty folder "<role id>:presenter/".
-    QTest::newRow("fixed MinIO keys: own folder") << "presenter" << s3 << "MINIO - presenter/|readme.txt";
-    QTest::newRow("administrator with fixed keys sees the whole bucket") << "admin" << s3 << "MINIO - root|";
-    QTest::newRow("no keys in the account: temporary keys from the service")
-        << "groupadmin" << s3 << "MINIO - groupadmin/|readme.txt";
-    QTest::newRow("Amazon S3 account: temporary keys, the fixed bucket")
-        << "amazon" << s3 << "S3 - amazon/|in-bvkzrv.txt";
-    QTest::newRow("NextCloud account: the NextCloud page comes first")
-        << "cloud" << QStringList{"tabNextCloud2", "tabBundles"} << "";
-    QTest::newRow("storage of an unknown mode: all pages stay")
-        << "nomode" << QStringList{"tabS3", "tabNextCloud2", "tabBundles"} << "";
-}
-
-void TestZRV_ServerApp_Storage::pageSet()
-{
-    QFETCH(QString, login);
-    SignedInConsole c;
-    QVERIFY2(c.open(login, login == "groupadmin" ? "group123" : login + "123", m_moto.endpoint()), qPrintable(c.error));
-    auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
-    QStringList names;
-    for (int i = 0; i < tabs->count(); ++i)
-        names << tabs->widget(i)->objectName();
-    QTEST(names, "tabs");
-    QVERIFY(!c.window->findChild<QWidget *>("tabBundles")->isEnabled());
-    QFETCH(QString, listing);
-    if (!listing.isEmpty())
-        QCOMPARE(rootListing(c), listing);
-}
-
-void TestZRV_ServerApp_Storage::refusedKey_data()
-{
-    QTest::addColumn<QString>("arn");
-    QTest::addColumn<QString>("listing");
-    QTest::newRow("a failed key request is refused") << "" << "";
-    QTest::newRow("any other kind is refused") << "GCS" << "";
-    QTest::newRow("MINIO in lower case passes") << "minio" << "MINIO - groupadmin/|readme.txt";
-    QTest::newRow("S3 makes an S3 account in the fixed bucket") << "S3" << "S3 - groupadmin/|in-bvkzrv.txt";
-}
-
-void TestZRV_ServerApp_Storage::refusedKey()
-{
-    QFETCH(QString, arn);
-    QFETCH(QString, listing);
-    SignedInConsole c;
-    QVERIFY2(c.open("groupadmin", "group123", m_moto.endpoint()), qPrintable(c.error));
-    QVERIFY2(c.waitS3Listing(), qPrintable(c.error));
-    auto *thread = c.window->findChild<ZRV_MeetingsInfoThread *>();
-    QSignalSpy keys(thread, &ZRV_MeetingsInfoThread::s3TempAccess);
-    ZRVS3TempAccessKey key;
-    if (arn.isEmpty()) {
-        const QJsonObject fault{{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/s3/token"},
-                                {"status", 500}, {"message", "no keys today"}};
-        QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", fault).status, 200);
-    } else {
-        // The next key comes from the simulator; only its kind is changed on the way.
-        disconnect(thread, &ZRV_MeetingsInfoThread::s3TempAccess, c.window.get(), &ZRV_ServerApp::setS3Token);
-        connect(thread, &ZRV_MeetingsInfoThread::s3TempAccess, this, [&key](ZRVS3TempAccessKey k) { key = k; });
-    }
-    ModalAnswerer answerer;
-    answerer.arm(Wait);
-    thread->getS3Token();
-    QVERIFY(keys.wait(15000));
-    if (!arn.isEmpty()) {
-        QCOMPARE(key.getArn(), QString("MINIO"));
-        key.setArn(arn);
-        c.window->setS3Token(key);
-    }
-    answerer.disarm();
-    ZRV_S3 *s3 = c.window->findChild<ZRV_S3 *>("tabS3");
-    QCOMPARE(s3->testAttribute(Qt::WA_ForceDisabled), listing.isEmpty());
-    if (!listing.isEmpty()) {
-        QVERIFY(answerer.seen().isEmpty());
-        QTRY_COMPARE_WITH_TIMEOUT(rootListing(c), listing, Wait);
-        return;
-    }
-    QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(answerer.seen().value(0).title, QString("S3 Login Data"));
-    QCOMPARE(answerer.seen().value(0).text, QString("Invalid or incomplete Storage Login Data received from Service. "
-                                                    "Storage will not be available."));
-}
-
-void TestZRV_ServerApp_Storage::addButtonFollowsSelection()
-{
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint()), qPrintable(c.error));
-    QCOMPARE(rootListing(c), QString("MINIO - presenter/|readme.txt"));
-    auto *table = c.window->findChild<QTableWidget *>("S3TableWidget");
-    // The file area is disabled without an open meeting: the buttons' own states count.
-    auto enabled = [&](const char *name) {
-        return !c.window->findChild<QPushButton *>(name)->testAttribute(Qt::WA_ForceDisabled);
-    };
-    QVERIFY(!enabled("btnAdd"));
-    table->selectRow(0);
-    QVERIFY(enabled("btnAdd") && enabled("btnS3Delete"));
-    table->clearSelection();
-    QVERIFY(!enabled("btnAdd") && !enabled("btnS3Delete"));
-
-    table->selectRow(0);
-    auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
-    tabs->setCurrentIndex(1);
-    QVERIFY2(!enabled("btnAdd"), "the bundles page has no selection");
-    tabs->setCurrentIndex(0);
-    QVERIFY(enabled("btnAdd"));
-}
-
-void TestZRV_ServerApp_Storage::keyRenewedDuringTransfer()
-{
-    SignedInConsole c;
-    // Keys that live 30 s are always due: every status tick renews them.
-    QVERIFY2(c.open("groupadmin", "group123", m_moto.endpoint(), {"--s3-key-lifetime", "30"}), qPrintable(c.error));
-    QCOMPARE(rootListing(c), QString("MINIO - groupadmin/|readme.txt"));
-    QByteArray data(24 * 1024 * 1024, Qt::Uninitialized);
-    QRandomGenerator gen{7u};
-    for (char &ch : data)
-        ch = char(gen.generate());
-    const QString source = m_dir.filePath("renewed.fbx");
-    QFile f(source);
-    QVERIFY(f.open(QIODevice::WriteOnly) && f.write(data) == data.size());
-    f.close();
-
-    ZRV_S3 *s3 = c.window->findChild<ZRV_S3 *>("tabS3");
-    QSignalSpy keys(c.window->findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::s3TempAccess);
-    bool renewed = false;
-    connect(s3, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
-        if (!renewed && mode == 0 && done > 0 && done < size) {
-            renewed = true;
-            c.window->onMeetingStatusTimer();
-        }
-    });
-    QSignalSpy finished(s3, &ZRV_S3::uploadsFinished);
-    QSignalSpy failed(s3, &ZRV_S3::uploadFailed);
-    ModalAnswerer answerer;
-    answerer.arm(Wait);
-    s3->uploadFiles({source});
-    QVERIFY(finished.wait(Wait));
-    answerer.disarm();
-    QVERIFY(renewed);
-    QVERIFY2(!keys.isEmpty(), "a new key arrived while the upload ran");
-    QCOMPARE(failed.count(), 0);
-    QVERIFY2(answerer.seen().isEmpty(), qPrintable(answerer.seen().value(0).text));
-    QCOMPARE(m_moto.getObject("zarvo", GroupAdminFolder + "/renewed.fbx"), data);
-    QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
-}
-
-void TestZRV_ServerApp_Storage::statusLine_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("object");
-    QTest::addColumn<qlonglong>("size");
-    QTest::addColumn<qlonglong>("progress");
-    QTest::addColumn<int>("speed");
-    QTest::addColumn<QStringList>("labels");
-    QTest::addColumn<QList<int>>("bar");
-
-    QTest::newRow("cleared: empty operation and name, zeros in KB")
-        << -1 << "" << 0LL << 0LL << 0 << QStringList{"", "", "Completed: 0 KB", "Size: 0 KB", "Speed: 0 KByte/s"}
-        << QList<int>{1, 0};
-    QTest::newRow("upload in KB and MB, speed in KByte/s")
-        << 0 << "presenter/models/a.fbx" << 3LL * 1024 * 1024 << 512LL * 1024 << 1536
-        << QStringList{"Uploading:", "a.fbx", "Completed: 512 KB", "Size: 3.00 MB", "Speed: 1.5 KByte/s"}
-        << QList<int>{3 * 1024 * 1024, 512 * 1024};
-    QTest::newRow("5,000,000,000 bytes: both divided by ten once for the bar")
-        << 1 << "big.bin" << 5000000000LL << 2500000000LL << 3 * 1024 * 1024
-        << QStringList{"Downloading:", "big.bin", "Completed: 2.33 GB", "Size: 4.66 GB", "Speed: 3.00 MByte/s"}
-        << QList<int>{500000000, 250000000};
-}
-
-void TestZRV_ServerApp_Storage::statusLine()
-{
-    QFETCH(int, mode);
-    QFETCH(QString, object);
-    QFETCH(qlonglong, size);
-    QFETCH(qlonglong, progress);
-    QFETCH(int, speed);
-    SignedInConsole c;
-    QVERIFY2(c.open("cloud", "cloud123", m_moto.endpoint()), qPrintable(c.error));
-    c.window->onTransferProgress(mode, "bucket", object, size, progress, speed);
-    QStatusBar *status = c.window->findChild<QStatusBar *>();
-    // The status line's own labels, in the order they stand.
-    QList<QLabel *> found = status->findChildren<QLabel *>(QString(), Qt::FindDirectChildrenOnly);
-    std::sort(found.begin(), found.end(), [](QLabel *a, QLabel *b) { return a->x() < b->x(); });
-    QStringList labels;
-    for (QLabel *l : found)
-        labels << l->text();
-    QTEST(labels, "labels");
-    auto *bar = status->findChild<QProgressBar *>();
-    QTEST((QList<int>{bar->maximum(), bar->value()}), "bar");
-}
 
 QString TestZRV_ServerApp_Storage::writeBundle(const QString &name, const QStringList &suffixes)
 {
@@ -350,178 +505,6 @@ bool TestZRV_ServerApp_Storage::openWithBundles(SignedInConsole &c, const QStrin
         return true;
     c.error = "no bundles listed";
     return false;
-}
-
-void TestZRV_ServerApp_Storage::bundleLifecycle()
-{
-    SignedInConsole c;
-    QVERIFY2(openWithBundles(c), qPrintable(c.error));
-    // The global bundle first, owned by the team; the id is kept with the row.
-    QCOMPARE(tableRows(bundleTable(c)),
-             QStringList({"Zarvo Lobby|Zarvo Team|14 MB", "Presenter Stage|presenter|14 MB"}));
-    QCOMPARE(bundleTable(c)->item(0, 0)->data(Qt::UserRole).toString(), QString("ab-0001"));
-    QVERIFY(c.window->findChild<QPushButton *>("btnCreateGlobal")->isHidden());
-
-    ZRV_FileChooser::setNextAnswer(writeBundle("stage-two"));
-    QStringList progress;
-    ModalAnswerer answerer;
-    letProgressRun(answerer, &progress);
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.pressButton(QMessageBox::Yes);
-    answerer.arm(Wait * 3);
-    click(c, "btnCreate");
-    QTRY_VERIFY_WITH_TIMEOUT(tableRows(bundleTable(c)).contains("stage-two|presenter|10 MB"), Wait);
-    QCOMPARE(progress, QStringList{"Creating Asset Bundle: Uploading Files"});
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Select files to Upload"));
-    for (int i = 0; i < Suffixes.size(); ++i)
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/__ASSETBUNDLES/stage-two" + Suffixes.at(i)).size(),
-                 1048576 * (i + 1));
-    const QJsonObject registered = bundleNamed(c.bundles(), "stage-two");
-    QCOMPARE(registered.value("StgRelPath").toString(), QString("presenter/__ASSETBUNDLES/stage-two"));
-    QCOMPARE(registered.value("Mode").toInt(), 1);
-    QVERIFY(!registered.value("UserId").toString().isEmpty());
-
-    // On the meeting from the bundle page.
-    c.window->findChild<QTabWidget *>("tabBrowser")->setCurrentIndex(1);
-    QVERIFY(selectBundle(c, "stage-two"));
-    click(c, "btnAdd");
-    QTRY_COMPARE_WITH_TIMEOUT(c.assetRows().value(0), QString("AB|stage-two|10 MB|Asset Bundle"), Wait);
-    const QJsonArray onMeeting = c.liveRecord("prl5t8c6").value("assetBundles").toArray();
-    QCOMPARE(onMeeting.size(), 1);
-    QCOMPARE(onMeeting.first().toObject().value("Id").toString(), registered.value("Id").toString());
-
-    // A second one is refused before anything is sent.
-    QVERIFY(selectBundle(c, "Presenter Stage"));
-    click(c, "btnAdd");
-    QCOMPARE(answerer.seen().value(1).title, QString("Cannot add Asset Bundle"));
-    QCOMPARE(answerer.seen().value(1).text, QString("Only one Asset Bundle can be assigned per Meeting."));
-    QCOMPARE(c.liveRecord("prl5t8c6").value("assetBundles").toArray().size(), 1);
-
-    // Deleted: the service takes it off the meeting and removes its files.
-    QVERIFY(selectBundle(c, "stage-two"));
-    click(c, "btnDelete");
-    QCOMPARE(answerer.seen().value(2).text,
-             QString("Do you really want to delete Asset Bundle stage-two?\nAll references to this Bundle will "
-                     "automatically be removed."));
-    QTRY_VERIFY_WITH_TIMEOUT(bundleTable(c)->findItems("stage-two", Qt::MatchExactly).isEmpty(), Wait);
-    QCOMPARE(answerer.seen().size(), 3);
-    QVERIFY(bundleNamed(c.bundles(), "stage-two").isEmpty());
-    QVERIFY(c.liveRecord("prl5t8c6").value("assetBundles").toArray().isEmpty());
-    for (const QString &suffix : Suffixes)
-        QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/stage-two" + suffix));
-}
-
-void TestZRV_ServerApp_Storage::refusedRegistrationRolledBack()
-{
-    SignedInConsole c;
-    QVERIFY2(openWithBundles(c), qPrintable(c.error));
-    const QJsonObject fault{{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/assetbundle"},
-                            {"method", "POST"}, {"status", 409}, {"message", "Bundle store unavailable"}};
-    QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", fault).status, 200);
-    const int before = c.bundles().size();
-
-    ZRV_FileChooser::setNextAnswer(writeBundle("refused"));
-    QStringList progress;
-    ModalAnswerer answerer;
-    letProgressRun(answerer, &progress);
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(Wait * 2);
-    click(c, "btnCreate");
-    QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 2, Wait);
-    QCOMPARE(answerer.seen().at(1).title, QString("Error creating asset bundle"));
-    QVERIFY2(answerer.seen().at(1).text.contains("Bundle store unavailable"), qPrintable(answerer.seen().at(1).text));
-    // The four files leave the store again, without a question.
-    QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/refused.web.asb"), Wait);
-    QCOMPARE(answerer.seen().size(), 2);
-    for (const QString &suffix : Suffixes)
-        QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/refused" + suffix));
-    QCOMPARE(c.bundles().size(), before);
-    QVERIFY(bundleTable(c)->findItems("refused", Qt::MatchExactly).isEmpty());
-}
-
-void TestZRV_ServerApp_Storage::refusals_data()
-{
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("name");       // bundle to create, or to delete when no files are given
-    QTest::addColumn<QStringList>("files");  // suffixes written
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("text");       // {stem} for the chosen stem
-
-    const QString missing = "The %1 asset pack file could not be found.\n Expected path: {stem}%2";
-    QTest::newRow("iOS file missing") << "presenter" << "lone"
-                                      << QStringList{".win.asb", ".web.asb", ".android.asb"} << "Missing file"
-                                      << missing.arg("ios", ".ios.asb");
-    QTest::newRow("web file missing, checked before Android") << "presenter" << "lone"
-                                                              << QStringList{".win.asb", ".ios.asb"} << "Missing file"
-                                                              << missing.arg("web", ".web.asb");
-    QTest::newRow("Android file missing") << "presenter" << "lone"
-                                          << QStringList{".win.asb", ".ios.asb", ".web.asb"} << "Missing file"
-                                          << missing.arg("android", ".android.asb");
-    QTest::newRow("own bundle of the same name")
-        << "presenter" << "Presenter Stage" << Suffixes << "Duplicate"
-        << "An assetbundle of the name 'Presenter Stage' already exists.";
-    QTest::newRow("the global bundle cannot be deleted, not even by an administrator")
-        << "admin" << "Zarvo Lobby" << QStringList() << "Cannot delete Asset Bundle"
-        << "This Asset Bundle cannot be deleted.";
-}
-
-void TestZRV_ServerApp_Storage::refusals()
-{
-    QFETCH(QString, login);
-    QFETCH(QString, name);
-    QFETCH(QStringList, files);
-    QFETCH(QString, text);
-    SignedInConsole c;
-    QVERIFY2(openWithBundles(c, login), qPrintable(c.error));
-    QCOMPARE(c.window->findChild<QPushButton *>("btnCreateGlobal")->isHidden(), login != "admin");
-    const int before = c.bundles().size();
-
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(Wait);
-    if (files.isEmpty()) {
-        QVERIFY(selectBundle(c, name));
-        click(c, "btnDelete");
-    } else {
-        ZRV_FileChooser::setNextAnswer(writeBundle(name, files));
-        click(c, "btnCreate");
-    }
-    answerer.disarm();
-    QCOMPARE(answerer.seen().size(), 1);
-    QTEST(answerer.seen().first().title, "title");
-    QCOMPARE(answerer.seen().first().text, text.replace("{stem}", m_dir.filePath(name)));
-
-    // Nothing went to the store or the service.
-    QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/" + name + ".win.asb"));
-    QCOMPARE(c.bundles().size(), before);
-    QCOMPARE(bundleTable(c)->rowCount(), before);
-}
-
-void TestZRV_ServerApp_Storage::versionGate_data()
-{
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<bool>("bundles");
-
-    QTest::newRow("2.0.29 is too old: the tab at index 1 goes") << "v2.0.29" << false;
-    QTest::newRow("2.0.30 is the first with bundles") << "v2.0.30" << true;
-    QTest::newRow("2.1.0: the minor counts before the patch") << "v2.1.0" << true;
-    QTest::newRow("1.9.99 is too old") << "v1.9.99" << false;
-}
-
-void TestZRV_ServerApp_Storage::versionGate()
-{
-    QFETCH(QString, version);
-    QFETCH(bool, bundles);
-    SignedInConsole c;
-    QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint(), {"--service-version", version}),
-             qPrintable(c.error));
-    auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
-    auto *page = c.window->findChild<QWidget *>("tabBundles");
-    // The file area stays disabled until a meeting is chosen: the page itself counts.
-    QTRY_COMPARE_WITH_TIMEOUT(tabs->count(), bundles ? 2 : 1, Wait);
-    QTRY_COMPARE_WITH_TIMEOUT(bundleTable(c)->rowCount(), bundles ? 2 : 0, Wait);
-    QCOMPARE(page->isEnabledTo(tabs), bundles);
-    QCOMPARE(tabs->widget(0)->objectName(), QString("tabS3"));
 }
 
 QTEST_MAIN(TestZRV_ServerApp_Storage)
