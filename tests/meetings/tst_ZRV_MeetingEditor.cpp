@@ -1,9 +1,10 @@
 // The meeting editor's field rules: what goes into the caller's record on Ok,
-// above all the password field (bullets, clearing on entry, the hash).
-
+// above all the password field (bullets, cleared on entry, the hash).
 #include <QComboBox>
 #include <QCryptographicHash>
 #include <QDialogButtonBox>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -23,17 +24,25 @@ QString shaOf(const QString &text)
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha512).toBase64());
 }
 
-// Shows the editor as the panel runs it and waits for its delayed set-up.
-bool openEditor(ZRV_MeetingEditor &editor)
-{
-    editor.show();
-    return QTest::qWaitFor([&editor]() { return !editor.windowTitle().isEmpty(); }, 5000);
-}
-
-void pressOk(ZRV_MeetingEditor &editor)
-{
-    QTest::mouseClick(editor.findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
-}
+// Runs the editor as the panel does: login data set after construction, then
+// its delayed set-up; Ok pressed by pressOk.
+struct Editor {
+    ZRV_LoginData login;
+    ZRV_MeetingEditor dialog;
+    Editor(ZRVMeeting *meeting, int mode) : dialog(nullptr, meeting, mode)
+    {
+        login.id = "8d1f0c52-0a6e-4c1b-9a51-000000000003";
+        login.userId = "presenter";
+        dialog.m_loginData = &login;
+        dialog.show();
+    }
+    bool ready() { return QTest::qWaitFor([this] { return !dialog.windowTitle().isEmpty(); }, 5000); }
+    template <class T> T *child(const char *name) { return dialog.findChild<T *>(name); }
+    void pressOk()
+    {
+        QTest::mouseClick(child<QDialogButtonBox>("buttonBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    }
+};
 
 enum PasswordAction { Untouched, EnterOnly, EnterAndType };
 
@@ -46,12 +55,9 @@ class tst_ZRV_MeetingEditor : public QObject
 private slots:
     void password_data();
     void password();
-    void voiceModes_data();
-    void voiceModes();
-    void createFillsOwnerAndStatus();
+    void fields_data();
+    void fields();
     void emptyTitleKeepsDialogOpen();
-    void licenseSelector_data();
-    void licenseSelector();
 };
 
 void tst_ZRV_MeetingEditor::password_data()
@@ -86,15 +92,16 @@ void tst_ZRV_MeetingEditor::password()
 
     ZRVMeeting meeting;
     meeting.setTitle("Review");
+    ZRV_MeetingService_API::ZRVPresenter presenter;
+    presenter.setName("Pat Presenter");
+    meeting.setPresenter(presenter);
     if (!stored.isEmpty())
         meeting.setPassword(stored);
-    ZRV_LoginData login;
-    ZRV_MeetingEditor editor(nullptr, &meeting, mode);
-    editor.m_loginData = &login;
-    QVERIFY(openEditor(editor));
-
-    auto *field = editor.findChild<QLineEdit *>("lePassword");
-    QCOMPARE(field->text(), stored.isEmpty() ? QString() : QStringLiteral("••••••••"));
+    Editor e(&meeting, mode);
+    QVERIFY(e.ready());
+    QCOMPARE(e.dialog.windowTitle(), mode ? "Modify a Meeting" : "Create a new Meeting");
+    auto *field = e.child<QLineEdit>("lePassword");
+    QCOMPARE(field->text(), stored.isEmpty() ? "" : "••••••••");
     if (action != Untouched) {
         QFocusEvent focusIn(QEvent::FocusIn, Qt::MouseFocusReason);
         QApplication::sendEvent(field, &focusIn);
@@ -102,144 +109,91 @@ void tst_ZRV_MeetingEditor::password()
     }
     if (action == EnterAndType)
         field->insert(typed); // as typed; keyClicks knows no umlauts
-    pressOk(editor);
+    e.pressOk();
 
-    QCOMPARE(editor.result(), int(QDialog::Accepted));
+    QCOMPARE(e.dialog.result(), int(QDialog::Accepted));
     QCOMPARE(meeting.is_password_Set(), expectSet);
     QCOMPARE(meeting.getPassword(), expected);
     QVERIFY(expected.isEmpty() || expected.size() == 88);
     // An emptied password still goes out, as an empty text.
     QCOMPARE(meeting.asJsonObject().contains("password"), expectSet);
-}
-
-void tst_ZRV_MeetingEditor::voiceModes_data()
-{
-    QTest::addColumn<int>("audioMode");
-    QTest::addColumn<int>("audioMode3D");  // -1: not in the record
-    QTest::addColumn<int>("newVoiceMode"); // -1: left as shown
-    QTest::addColumn<int>("shown3D");
-    QTest::addColumn<bool>("visible3D");
-    QTest::addColumn<int>("sent3D");
-
-    QTest::newRow("3D of 15 shows On and returns as 10") << 1 << 15 << -1 << 1 << true << 10;
-    QTest::newRow("3D unset leaves the first item") << 2 << -1 << -1 << 0 << true << 0;
-    QTest::newRow("voice off hides 3D yet keeps it at 10") << 1 << 10 << 0 << 1 << false << 10;
-    QTest::newRow("voice off from the start: 3D hidden") << 0 << 0 << -1 << 0 << false << 0;
-}
-
-void tst_ZRV_MeetingEditor::voiceModes()
-{
-    QFETCH(int, audioMode);
-    QFETCH(int, audioMode3D);
-    QFETCH(int, newVoiceMode);
-    QFETCH(int, shown3D);
-    QFETCH(bool, visible3D);
-    QFETCH(int, sent3D);
-
-    ZRVMeeting meeting;
-    meeting.setTitle("Voice");
-    meeting.setAudioMode(audioMode);
-    if (audioMode3D >= 0)
-        meeting.setAudioMode3D(audioMode3D);
-    ZRV_MeetingEditor editor(nullptr, &meeting, 1);
-    QVERIFY(openEditor(editor));
-    auto *voice = editor.findChild<QComboBox *>("cmbVoiceMode");
-    QCOMPARE(voice->currentIndex(), audioMode);
-    QCOMPARE(editor.findChild<QComboBox *>("cmbVoice3D")->currentIndex(), shown3D);
-    if (newVoiceMode >= 0)
-        voice->setCurrentIndex(newVoiceMode);
-    QCOMPARE(editor.findChild<QComboBox *>("cmbVoice3D")->isVisible(), visible3D);
-    QCOMPARE(editor.findChild<QLabel *>("lblVoice3D")->isVisible(), visible3D);
-    pressOk(editor);
-    QCOMPARE(meeting.getAudioMode(), voice->currentIndex());
-    QCOMPARE(meeting.getAudioMode3D(), sent3D);
-}
-
-void tst_ZRV_MeetingEditor::createFillsOwnerAndStatus()
-{
-    ZRVMeeting meeting;
-    ZRV_MeetingService_API::ZRVPresenter presenter;
-    presenter.setName("Pat Presenter");
-    meeting.setPresenter(presenter);
-    ZRV_LoginData login;
-    login.id = "8d1f0c52-0a6e-4c1b-9a51-000000000003";
-    login.userId = "presenter";
-    ZRV_MeetingEditor editor(nullptr, &meeting, 0);
-    editor.m_loginData = &login;
-    QVERIFY(openEditor(editor));
-    QCOMPARE(editor.windowTitle(), QStringLiteral("Create a new Meeting"));
-    QTest::keyClicks(editor.findChild<QLineEdit *>("leTitle"), "Launch");
-    pressOk(editor);
-
-    QCOMPARE(meeting.getCreator(), login.userId);
-    QCOMPARE(meeting.getCreatorId(), login.id);
-    QCOMPARE(meeting.getStatus(), QStringLiteral("pending"));
-    QCOMPARE(meeting.getTitle(), QStringLiteral("Launch"));
-    // The presenter stays as the caller made it: no fallback e-mail is written.
-    QCOMPARE(meeting.getPresenter().getName(), QStringLiteral("Pat Presenter"));
+    // A create fills owner and status; neither fills the presenter's fallbacks in.
+    QCOMPARE(meeting.getCreator(), mode ? QString() : e.login.userId);
+    QCOMPARE(meeting.getCreatorId(), mode ? QString() : e.login.id);
+    QCOMPARE(meeting.getStatus(), mode ? "" : "pending");
+    QCOMPARE(meeting.getPresenter().getName(), "Pat Presenter");
     QVERIFY(!meeting.getPresenter().is_email_Set());
+}
+
+void tst_ZRV_MeetingEditor::fields_data()
+{
+    QTest::addColumn<QString>("record");  // keys of the stored meeting
+    QTest::addColumn<int>("endless");     // the account's licence value for endless meetings
+    QTest::addColumn<QString>("change");  // "combo=index", or nothing
+    QTest::addColumn<QString>("shown");   // 3D index, 3D shown, "No End Time" selectable
+    QTest::addColumn<QString>("sent");    // keys of the record after Ok
+
+    QTest::newRow("3D of 15 shows On and returns as 10")
+        << R"("audioMode":1,"audioMode3D":15)" << 1 << "" << "1 1 1" << R"("audioMode":1,"audioMode3D":10)";
+    QTest::newRow("3D unset leaves the first item") << R"("audioMode":2)" << 1 << "" << "0 1 1" << R"("audioMode3D":0)";
+    QTest::newRow("voice off hides 3D yet keeps it at 10")
+        << R"("audioMode":1,"audioMode3D":10)" << 1 << "cmbVoiceMode=0" << "1 0 1" << R"("audioMode":0,"audioMode3D":10)";
+    QTest::newRow("voice off from the start: 3D hidden") << R"("audioMode":0,"audioMode3D":0)" << 1 << "" << "0 0 1" << R"("audioMode3D":0)";
+    QTest::newRow("no end time chosen") << R"("license":"default")" << 1 << "cmbLicense=1" << "0 0 1" << R"("license":"endless")";
+    QTest::newRow("endless shown as no end time, back to an end")
+        << R"("license":"endless")" << 2 << "cmbLicense=0" << "0 0 1" << R"("license":"default")";
+    QTest::newRow("a licence without endless meetings cannot choose it")
+        << R"("license":"default")" << 0 << "" << "0 0 0" << R"("license":"default")";
+    QTest::newRow("an endless meeting keeps its choice under such a licence")
+        << R"("license":"endless")" << 0 << "" << "0 0 1" << R"("license":"endless")";
+}
+
+void tst_ZRV_MeetingEditor::fields()
+{
+    QFETCH(QString, record);
+    QFETCH(int, endless);
+    QFETCH(QString, change);
+    QFETCH(QString, shown);
+    QFETCH(QString, sent);
+
+    ZRVMeeting meeting;
+    meeting.fromJson(R"({"title":"Fields",)" + record + "}");
+    Editor e(&meeting, 1);
+    e.login.countEndlessMeetings = endless;
+    QVERIFY(e.ready());
+    auto *licence = e.child<QComboBox>("cmbLicense");
+    QCOMPARE(licence->currentIndex(), record.contains("endless") ? 1 : 0);
+    auto *noEnd = qobject_cast<QStandardItemModel *>(licence->model())->item(1);
+    if (!change.isEmpty())
+        e.child<QComboBox>(qPrintable(change.section('=', 0, 0)))->setCurrentIndex(change.section('=', 1).toInt());
+    auto *voice3D = e.child<QComboBox>("cmbVoice3D");
+    QCOMPARE(voice3D->isVisible(), e.child<QLabel>("lblVoice3D")->isVisible());
+    QCOMPARE(QString("%1 %2 %3").arg(voice3D->currentIndex()).arg(voice3D->isVisible()).arg(noEnd->isEnabled()), shown);
+    e.pressOk();
+    const QJsonObject expected = QJsonDocument::fromJson("{" + sent.toUtf8() + "}").object();
+    for (const QString &key : expected.keys())
+        QCOMPARE(meeting.asJsonObject().value(key), expected.value(key));
 }
 
 void tst_ZRV_MeetingEditor::emptyTitleKeepsDialogOpen()
 {
     ZRVMeeting meeting;
     meeting.setTitle("Old");
-    ZRV_MeetingEditor editor(nullptr, &meeting, 1);
-    QVERIFY(openEditor(editor));
-    editor.findChild<QLineEdit *>("leTitle")->clear();
-    editor.findChild<QComboBox *>("cmbChatMode")->setCurrentIndex(1);
-
+    Editor e(&meeting, 1);
+    QVERIFY(e.ready());
+    e.child<QLineEdit>("leTitle")->clear();
+    e.child<QComboBox>("cmbChatMode")->setCurrentIndex(1);
     ModalAnswerer answerer;
     answerer.pressButton(QMessageBox::Ok);
     answerer.arm(5000);
-    pressOk(editor);
+    e.pressOk();
     QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Meeting Title not set"));
-    QCOMPARE(answerer.seen().first().text, QStringLiteral("Meeting Title cannot be empty."));
+    QCOMPARE(answerer.seen().first().title, "Meeting Title not set");
+    QCOMPARE(answerer.seen().first().text, "Meeting Title cannot be empty.");
     QCOMPARE(answerer.seen().first().buttons.size(), 1);
-    QVERIFY(editor.isVisible());
-    QCOMPARE(meeting.getTitle(), QStringLiteral("Old"));
+    QVERIFY(e.dialog.isVisible());
+    QCOMPARE(meeting.getTitle(), "Old");
     QVERIFY(!meeting.is_chat_mode_Set());
-}
-
-void tst_ZRV_MeetingEditor::licenseSelector_data()
-{
-    QTest::addColumn<QString>("license");
-    QTest::addColumn<int>("endlessAllowed"); // the account's licence value
-    QTest::addColumn<bool>("selectable");
-    QTest::addColumn<int>("choose"); // -1: left as shown
-    QTest::addColumn<QString>("sent");
-
-    QTest::newRow("default stays default") << "default" << 2 << true << -1 << "default";
-    QTest::newRow("no end time chosen") << "default" << 1 << true << 1 << "endless";
-    QTest::newRow("endless shown as no end time, back to an end") << "endless" << 2 << true << 0 << "default";
-    QTest::newRow("a licence without endless meetings cannot choose it") << "default" << 0 << false << -1 << "default";
-    QTest::newRow("an endless meeting keeps its choice under such a licence") << "endless" << 0 << true << -1 << "endless";
-}
-
-void tst_ZRV_MeetingEditor::licenseSelector()
-{
-    QFETCH(QString, license);
-    QFETCH(int, endlessAllowed);
-    QFETCH(bool, selectable);
-    QFETCH(int, choose);
-    QFETCH(QString, sent);
-
-    ZRVMeeting meeting;
-    meeting.setTitle("Licence");
-    meeting.setLicense(license);
-    ZRV_LoginData login;
-    login.countEndlessMeetings = endlessAllowed;
-    ZRV_MeetingEditor editor(nullptr, &meeting, 1);
-    editor.m_loginData = &login;
-    QVERIFY(openEditor(editor));
-    auto *combo = editor.findChild<QComboBox *>("cmbLicense");
-    QCOMPARE(combo->currentIndex(), license == "endless" ? 1 : 0);
-    QCOMPARE(qobject_cast<QStandardItemModel *>(combo->model())->item(1)->isEnabled(), selectable);
-    if (choose >= 0)
-        combo->setCurrentIndex(choose);
-    pressOk(editor);
-    QCOMPARE(meeting.getLicense(), sent);
 }
 
 QTEST_MAIN(tst_ZRV_MeetingEditor)

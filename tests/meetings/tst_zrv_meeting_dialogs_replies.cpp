@@ -1,9 +1,10 @@
-// The meeting dialogs against the scripted server: replies in odd shapes and
-// refusals, each answered as the console means to, and never with a crash.
+// The meeting dialogs against the scripted server: odd replies, refusals and
+// refused input, each answered as the console means to, never with a crash;
+// and the log viewer across its openings.
 #include <QCheckBox>
-#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QInputDialog>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
@@ -11,14 +12,21 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QSettings>
 #include <QSignalSpy>
+#include <QSpinBox>
+#include <QTemporaryDir>
 #include <QtTest>
 
-#include "DialogServicePeer.h"
+#include <memory>
+
 #include "ModalAnswerer.h"
 #include "ScriptedHttpServer.h"
 #include "ZRV_BanlistDialog.h"
+#include "ZRV_Config.h"
 #include "ZRV_LogfileDialog.h"
+#include "ZRV_LoginData.h"
+#include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_SpawnPointEditDialog.h"
 
 using namespace ZRV_Service_API;
@@ -29,25 +37,17 @@ const QByteArray Refusal = R"({"code":403,"message":"Not allowed","source":"scri
 
 void pressOk(QWidget *dlg)
 {
-    QTest::mouseClick(dlg->findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"))->button(QDialogButtonBox::Ok),
-                      Qt::LeftButton);
+    QTest::mouseClick(dlg->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
 }
 
-QStringList messageBoxes(const ModalAnswerer &answerer)
+QString logText(QWidget *viewer)
 {
-    QStringList out;
-    for (const ModalAnswerer::Seen &s : answerer.seen())
-        if (s.className == QLatin1String("QMessageBox"))
-            out << s.title + QLatin1Char('|') + s.text;
-    return out;
+    return viewer->findChild<QPlainTextEdit *>("teLogfile")->toPlainText();
 }
 
-QString logLines(int count, int width)
+QByteArray contentType(const QByteArray &body)
 {
-    QString out;
-    for (int i = 0; i < count; ++i)
-        out += QStringLiteral("%1 ").arg(i, 4, 10, QLatin1Char('0')) + QString(width, QLatin1Char('x')) + QLatin1Char('\n');
-    return out;
+    return body.startsWith('{') || body.startsWith('[') ? "application/json" : "text/plain";
 }
 
 } // namespace
@@ -63,27 +63,52 @@ private slots:
     void playerPosReplies();
     void logReplies_data();
     void logReplies();
-    void scrolledViewStaysPut_data();
-    void scrolledViewStaysPut();
-    void banlistReplies_data();
-    void banlistReplies();
+    void viewer_data();
+    void viewer();
+    void banlist_data();
+    void banlist();
 
 private:
     std::unique_ptr<ScriptedHttpServer> m_server;
-    std::unique_ptr<DialogServicePeer> m_peer;
+    QTemporaryDir m_dir;
+    std::unique_ptr<ZRV_Config> m_config;
+    ZRV_LoginData m_login;
+    std::unique_ptr<ZRV_MeetingsInfoThread> m_thread;
 };
 
+// A service object whose every request goes to the scripted server, with a made-up token.
 void tst_zrv_meeting_dialogs_replies::init()
 {
     m_server.reset(new ScriptedHttpServer);
     QVERIFY(m_server->start());
-    m_peer.reset(new DialogServicePeer);
-    QVERIFY2(m_peer->startScripted(*m_server), qPrintable(m_peer->errorText()));
+    const QString ini = m_dir.filePath("scripted.ini");
+    {
+        QSettings s(ini, QSettings::IniFormat);
+        for (const QString group : {"ZRV_MeetingService", "ZRV_AuthService", "ZRV_Service"}) {
+            s.setValue(group + "/host", m_server->baseUrl());
+            s.setValue(group + "/path", QString());
+        }
+    }
+    m_config.reset(new ZRV_Config({"zarvo-console", "-i", ini}));
+    m_login.authenticated = true;
+    m_login.accessToken = "scripted-token";
+    m_login.tokenExpiry = QDateTime::currentDateTime().addSecs(3600);
+    m_thread.reset(new ZRV_MeetingsInfoThread(nullptr, m_config.get()));
+    m_thread->setLoginData(&m_login);
+    // The clients are made by one version request.
+    bool answered = false;
+    connect(m_thread.get(), &ZRV_MeetingsInfoThread::serviceVersions, this, [&answered] { answered = true; });
+    m_server->enqueueJson(200, "{}");
+    m_thread->getServiceVersionInformation();
+    QVERIFY(QTest::qWaitFor([&answered] { return answered; }, 5000));
+    disconnect(m_thread.get(), &ZRV_MeetingsInfoThread::serviceVersions, this, nullptr);
+    m_server->clear();
 }
 
 void tst_zrv_meeting_dialogs_replies::cleanup()
 {
-    m_peer.reset();
+    m_thread.reset(); // before the configuration it points at
+    m_config.reset();
     m_server.reset();
 }
 
@@ -93,15 +118,16 @@ void tst_zrv_meeting_dialogs_replies::playerPosReplies_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expected");
 
-    const QString unchanged = QStringLiteral("9|9|9|8|8|8");
-    QTest::newRow("two vectors") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":[{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})") << "1|2|3|0|90|0";
+    const QString unchanged = "9|9|9|8|8|8";
+    const QByteArray pos = R"({"command":"GetPlayerPos","vList":)";
+    QTest::newRow("two vectors") << 200 << pos + R"([{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})" << "1|2|3|0|90|0";
     QTest::newRow("command name in lower case") << 200 << QByteArray(R"({"command":"getplayerpos","vList":[{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})") << "1|2|3|0|90|0";
-    QTest::newRow("more than six digits are rounded") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":[{"x":1.23456789,"y":-0.000123456789,"z":1e9},{}]})") << "1.23457|-0.000123457|1e+09|0|0|0";
-    QTest::newRow("a vector with missing axes reads them as 0") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":[{"x":1},{"y":5}]})") << "1|0|0|0|5|0";
-    QTest::newRow("vectors that are no objects read as 0") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":["a","b"]})") << "0|0|0|0|0|0";
-    QTest::newRow("one vector") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":[{"x":1,"y":2,"z":3}]})") << unchanged;
+    QTest::newRow("more than six digits are rounded") << 200 << pos + R"([{"x":1.23456789,"y":-0.000123456789,"z":1e9},{}]})" << "1.23457|-0.000123457|1e+09|0|0|0";
+    QTest::newRow("a vector with missing axes reads them as 0") << 200 << pos + R"([{"x":1},{"y":5}]})" << "1|0|0|0|5|0";
+    QTest::newRow("vectors that are no objects read as 0") << 200 << pos + R"(["a","b"]})" << "0|0|0|0|0|0";
+    QTest::newRow("one vector") << 200 << pos + R"([{"x":1,"y":2,"z":3}]})" << unchanged;
     QTest::newRow("no vector list") << 200 << QByteArray(R"({"command":"GetPlayerPos","sList":["no position"]})") << unchanged;
-    QTest::newRow("vector list that is an object") << 200 << QByteArray(R"({"command":"GetPlayerPos","vList":{"x":1,"y":2}})") << unchanged;
+    QTest::newRow("vector list that is an object") << 200 << pos + R"({"x":1,"y":2}})" << unchanged;
     QTest::newRow("reply to another command") << 200 << QByteArray(R"({"command":"KickPlayer","vList":[{"x":1},{"x":2}]})") << unchanged;
     QTest::newRow("body that is not JSON") << 200 << QByteArray("<html>busy</html>") << unchanged;
     QTest::newRow("refused with 403") << 403 << Refusal << unchanged;
@@ -113,238 +139,274 @@ void tst_zrv_meeting_dialogs_replies::playerPosReplies()
     QFETCH(QByteArray, body);
     QFETCH(QString, expected);
 
-    ZRVMirrorClientInfo member;
-    member.setId(4);
-    member.setAlias(QStringLiteral("Guest"));
     ZRVMeetingInfo info;
-    info.setMeetingId(QStringLiteral("wdr7k2m4"));
-    info.setClients({member});
+    info.fromJson(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})");
     ZRVSpawnPoint start;
-    start.setId(1);
-    start.setName(QStringLiteral("Stage"));
-    ZRVDefVector3 pos, rot;
-    pos.setX(9), pos.setY(9), pos.setZ(9);
-    rot.setX(8), rot.setY(8), rot.setZ(8);
-    start.setPosition(pos);
-    start.setRotation(rot);
-    ZRV_SpawnPointEditDialog dlg(info, start, m_peer->thread());
-
+    start.fromJson(R"({"Id":1,"Name":"Stage","Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8}})");
+    ZRV_SpawnPointEditDialog dlg(info, start, m_thread.get());
     ModalAnswerer answerer;
     answerer.arm(5000);
     m_server->enqueueJson(status, body);
-    QTest::mouseClick(dlg.findChild<QPushButton *>(QStringLiteral("btnLoadPos")), Qt::LeftButton);
+    QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
     QVERIFY(m_server->waitForRequests(1));
     const RecordedRequest sent = m_server->lastRequest();
-    QCOMPARE(sent.method, QByteArray("POST"));
-    QCOMPARE(sent.target, QByteArray("/zrv/svc/meeting/wdr7k2m4/command"));
-    const QJsonObject command = QJsonDocument::fromJson(sent.body).object();
-    QCOMPARE(command.value("command").toString(), QStringLiteral("GetPlayerPos"));
-    QCOMPARE(command.value("params").toArray(), QJsonArray{"4"});
+    QCOMPARE(sent.method + ' ' + sent.target, "POST /zrv/svc/meeting/wdr7k2m4/command");
+    QCOMPARE(QJsonDocument::fromJson(sent.body).object(), (QJsonObject{{"command", "GetPlayerPos"}, {"params", QJsonArray{"4"}}}));
 
     // A later request's answer, held back a little on a connection of its own,
     // comes after the command's answer has been dealt with.
     m_server->enqueue(200, {{"Content-Type", "text/plain"}}, "barrier\n", 300);
-    QSignalSpy barrier(m_peer->thread(), &ZRV_MeetingsInfoThread::serviceLog);
-    m_peer->thread()->getServiceLog(1);
+    QSignalSpy barrier(m_thread.get(), &ZRV_MeetingsInfoThread::serviceLog);
+    m_thread->getServiceLog(1);
     QVERIFY(barrier.wait(5000));
-
     QStringList fields;
     for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
-        fields << dlg.findChild<QLineEdit *>(QLatin1String(name))->text();
-    QCOMPARE(fields.join(QLatin1Char('|')), expected);
-    QCOMPARE(dlg.findChild<QLineEdit *>(QStringLiteral("leTitle"))->text(), QStringLiteral("Stage"));
+        fields << dlg.findChild<QLineEdit *>(name)->text();
+    QCOMPARE(fields.join('|'), expected);
+    QCOMPARE(dlg.findChild<QLineEdit *>("leTitle")->text(), "Stage");
     QVERIFY(answerer.seen().isEmpty());
 }
 
 void tst_zrv_meeting_dialogs_replies::logReplies_data()
 {
     QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("contentType");
-    QTest::addColumn<QByteArray>("encoding");
+    QTest::addColumn<QByteArray>("headers"); // "Name: value" lines
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expected");
 
-    const QString empty = QStringLiteral("Empty log file");
-    const QString failed = QStringLiteral("Error getting logfile.");
-    QTest::newRow("plain text") << 200 << QByteArray("text/plain") << QByteArray() << QByteArray("line 1\nline 2\n") << "line 1\nline 2\n";
-    QTest::newRow("empty body") << 200 << QByteArray("text/plain") << QByteArray() << QByteArray() << empty;
-    QTest::newRow("no content type: the body is not read") << 200 << QByteArray() << QByteArray() << QByteArray("line\n") << empty;
-    QTest::newRow("compressed body") << 200 << QByteArray("text/plain") << QByteArray("gzip") << QByteArray("\x1f\x8b\x08\x00", 4) << empty;
-    QTest::newRow("bytes that are no UTF-8") << 200 << QByteArray("application/octet-stream") << QByteArray() << QByteArray("\xff\xfe\xfd") << QString(3, QChar::ReplacementCharacter);
-    QTest::newRow("JSON is shown as text") << 200 << QByteArray("application/json") << QByteArray() << QByteArray(R"({"lines":["a"]})") << R"({"lines":["a"]})";
-    QTest::newRow("refused with 403") << 403 << QByteArray("application/json") << QByteArray() << Refusal << failed;
-    QTest::newRow("server error") << 500 << QByteArray("text/plain") << QByteArray() << QByteArray("boom") << failed;
+    const QString empty = "Empty log file";
+    const QString failed = "Error getting logfile.";
+    const QByteArray text = "Content-Type: text/plain";
+    QTest::newRow("plain text") << 200 << text << QByteArray("line 1\nline 2\n") << "line 1\nline 2\n";
+    QTest::newRow("empty body") << 200 << text << QByteArray() << empty;
+    QTest::newRow("no content type: the body is not read") << 200 << QByteArray() << QByteArray("line\n") << empty;
+    QTest::newRow("compressed body") << 200 << text + "\nContent-Encoding: gzip" << QByteArray("\x1f\x8b\x08\x00", 4) << empty;
+    QTest::newRow("bytes that are no UTF-8") << 200 << QByteArray("Content-Type: application/octet-stream")
+                                             << QByteArray("\xff\xfe\xfd") << QString(3, QChar::ReplacementCharacter);
+    QTest::newRow("JSON is shown as text") << 200 << QByteArray("Content-Type: application/json")
+                                           << QByteArray(R"({"lines":["a"]})") << R"({"lines":["a"]})";
+    QTest::newRow("refused with 403") << 403 << QByteArray("Content-Type: application/json") << Refusal << failed;
+    QTest::newRow("server error") << 500 << text << QByteArray("boom") << failed;
 }
 
 void tst_zrv_meeting_dialogs_replies::logReplies()
 {
     QFETCH(int, status);
-    QFETCH(QByteArray, contentType);
-    QFETCH(QByteArray, encoding);
+    QFETCH(QByteArray, headers);
     QFETCH(QByteArray, body);
     QFETCH(QString, expected);
 
-    QList<QPair<QByteArray, QByteArray>> headers;
-    if (!contentType.isEmpty())
-        headers.append({"Content-Type", contentType});
-    if (!encoding.isEmpty())
-        headers.append({"Content-Encoding", encoding});
-    m_server->enqueue(status, headers, body);
-
-    ZRV_LogfileDialog dlg(m_peer->thread());
-    dlg.findChild<QCheckBox *>(QStringLiteral("chkAutoUpdate"))->setChecked(false);
-    QSignalSpy replies(m_peer->thread(), &ZRV_MeetingsInfoThread::mirrorLog);
+    QList<QPair<QByteArray, QByteArray>> list;
+    for (const QByteArray &line : headers.split('\n')) {
+        if (!line.isEmpty())
+            list.append({line.left(line.indexOf(':')), line.mid(line.indexOf(':') + 2)});
+    }
+    m_server->enqueue(status, list, body);
+    ZRV_LogfileDialog dlg(m_thread.get());
+    dlg.findChild<QCheckBox *>("chkAutoUpdate")->setChecked(false);
+    QSignalSpy replies(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
     QString shown;
     ModalAnswerer answerer;
     answerer.handle([&](QWidget *w) {
-        // The count below tells whether the reply came.
-        (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
-        shown = w->findChild<QPlainTextEdit *>(QStringLiteral("teLogfile"))->toPlainText();
+        (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000); // counted below
+        shown = logText(w);
         pressOk(w);
     });
     answerer.arm(10000);
-    dlg.showMirrorLog(QStringLiteral("wdr7k2m4"));
+    dlg.showMirrorLog("wdr7k2m4");
 
     QCOMPARE(replies.count(), 1);
-    QCOMPARE(m_server->lastRequest().target, QByteArray("/zrv/svc/wdr7k2m4/logfile?count=100"));
+    QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=100");
     QCOMPARE(shown, expected);
-    // The log dialog itself and no box.
-    QCOMPARE(answerer.seen().size(), 1);
+    QCOMPARE(answerer.seen().size(), 1); // the viewer and no box
 }
 
-void tst_zrv_meeting_dialogs_replies::scrolledViewStaysPut_data()
+void tst_zrv_meeting_dialogs_replies::viewer_data()
 {
     QTest::addColumn<bool>("userScrolls");
-    QTest::newRow("untouched view follows the end") << false;
-    QTest::newRow("scrolled view stays put under a shorter text") << true;
+    QTest::addColumn<QString>("firstView"); // vertical ("end": at the maximum) and horizontal position
+    QTest::newRow("untouched view follows the end") << false << "end 0";
+    QTest::newRow("scrolled view stays put under a shorter text, until opened again") << true << "10 30";
 }
 
-void tst_zrv_meeting_dialogs_replies::scrolledViewStaysPut()
+void tst_zrv_meeting_dialogs_replies::viewer()
 {
     QFETCH(bool, userScrolls);
-    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, logLines(300, 200).toUtf8());
-    for (int i = 0; i < 20; ++i)
-        m_server->enqueue(200, {{"Content-Type", "text/plain"}}, logLines(200, 200).toUtf8());
-
-    ZRV_LogfileDialog dlg(m_peer->thread());
-    QSignalSpy replies(m_peer->thread(), &ZRV_MeetingsInfoThread::mirrorLog);
-    // The second opening scrolls by itself again, whatever the user did in the first.
-    for (int opening = 0; opening < 2; ++opening) {
-        const bool scroll = userScrolls && opening == 0;
-        bool refreshed = false;
-        int value = -1, maximum = -1, horizontal = -1;
+    QFETCH(QString, firstView);
+    const auto lines = [](int count) {
+        QByteArray out;
+        for (int i = 0; i < count; ++i)
+            out += QByteArray::number(i).rightJustified(4, '0') + ' ' + QByteArray(200, 'x') + '\n';
+        return out;
+    };
+    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, lines(300));
+    for (int i = 0; i < 30; ++i)
+        m_server->enqueue(200, {{"Content-Type", "text/plain"}}, lines(200));
+    QSignalSpy mirror(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
+    QSignalSpy service(m_thread.get(), &ZRV_MeetingsInfoThread::serviceLog);
+    const auto quiet = [](QSignalSpy &replies) {
+        replies.wait(1500); // a request sent just before may still land
         replies.clear();
-        ModalAnswerer answerer;
-        answerer.handle([&](QWidget *w) {
-            auto *te = w->findChild<QPlainTextEdit *>(QStringLiteral("teLogfile"));
-            if (!QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000))
-                return pressOk(w);
-            if (scroll) {
-                te->verticalScrollBar()->setValue(10);
-                te->horizontalScrollBar()->setValue(30);
-            }
-            refreshed = QTest::qWaitFor([&replies] { return replies.count() >= 3; }, 8000);
-            value = te->verticalScrollBar()->value();
-            maximum = te->verticalScrollBar()->maximum();
-            horizontal = te->horizontalScrollBar()->value();
-            pressOk(w);
-        });
-        answerer.arm(20000);
-        dlg.showMirrorLog(QStringLiteral("wdr7k2m4"));
+        return replies.wait(2500) ? "still asking" : "quiet";
+    };
+    // What the openings of one viewer saw, in order.
+    QStringList seen;
+    const auto look = [&seen](QWidget *w, QSignalSpy &replies, bool scroll) {
+        auto *te = w->findChild<QPlainTextEdit *>("teLogfile");
+        replies.clear();
+        if (QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000) && scroll) {
+            te->verticalScrollBar()->setValue(10);
+            te->horizontalScrollBar()->setValue(30);
+        }
+        // Two ticks of the one-second timer.
+        const bool refreshed = QTest::qWaitFor([&replies] { return replies.count() >= 3; }, 8000);
+        const QScrollBar *v = te->verticalScrollBar();
+        seen << w->windowTitle() << (refreshed ? "refreshed" : "not refreshed")
+             << (v->value() == v->maximum() && v->maximum() > 10 ? "end" : QString::number(v->value())) + ' '
+                    + QString::number(te->horizontalScrollBar()->value());
+    };
+    ModalAnswerer answerer;
+    answerer.handle([&](QWidget *w) {
+        look(w, mirror, userScrolls);
+        pressOk(w);
+    });
+    answerer.handle([&](QWidget *w) {
+        look(w, service, false);
+        QTest::mouseClick(w->findChild<QCheckBox *>("chkAutoUpdate"), Qt::LeftButton);
+        w->findChild<QSpinBox *>("spnLines")->setValue(3);
+        seen << quiet(service);
+        pressOk(w);
+    });
+    answerer.handle([&](QWidget *w) { // the settings kept, the waiting text again
+        seen << logText(w) << QString("%1 %2").arg(w->findChild<QCheckBox *>("chkAutoUpdate")->isChecked())
+                                  .arg(w->findChild<QSpinBox *>("spnLines")->value());
+        seen << (QTest::qWaitFor([&mirror] { return mirror.count() >= 1; }, 5000) ? logText(w) : "no reply");
+        pressOk(w);
+    });
+    answerer.arm(60000);
+    ZRV_LogfileDialog dlg(m_thread.get());
+    dlg.showMirrorLog("wdr7k2m4");
+    seen << quiet(mirror);
+    dlg.showServiceLog();
+    m_server->clear();
+    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, "a\nb\nc\n", 1000);
+    mirror.clear();
+    dlg.showMirrorLog("wdr7k2m4");
 
-        QVERIFY(refreshed);
-        QVERIFY(maximum > 10);
-        QCOMPARE(value, scroll ? 10 : maximum);
-        QCOMPARE(horizontal, scroll ? 30 : 0);
-    }
+    QCOMPARE(seen, (QStringList{"Mirror Server Logfile - Meeting wdr7k2m4", "refreshed", firstView, "quiet",
+                                "Service Logfile", "refreshed", "end 0", "quiet",
+                                "Loading, please wait.", "0 3", "a\nb\nc\n"}));
+    QCOMPARE(m_server->requests().size(), 1);
+    QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=3");
 }
 
-void tst_zrv_meeting_dialogs_replies::banlistReplies_data()
+void tst_zrv_meeting_dialogs_replies::banlist_data()
 {
-    QTest::addColumn<QString>("action");
+    QTest::addColumn<QStringList>("typed"); // into the input dialogs; "<cancel>" cancels
+    QTest::addColumn<QString>("action");    // "read": the reply is the list's; "add"; "delete", with the data of a stray line
     QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("contentType");
-    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("box");
-    QTest::addColumn<bool>("readAgain");
-    QTest::addColumn<int>("finalCount");
+    QTest::addColumn<QString>("requests"); // after the first read
+    QTest::addColumn<int>("lines");
 
-    const QByteArray json("application/json");
-    const QByteArray text("text/plain");
-    QTest::newRow("list that is not an array") << "get" << 200 << json << QByteArray(R"({"Id":1})") << "" << false << 0;
-    QTest::newRow("list refused with 403") << "get" << 403 << json << Refusal
-        << "Error getting banlist|An error occured while trying to get the banlist: \nNot allowed" << false << 0;
-    QTest::newRow("add answered with text that is no number") << "add" << 200 << text << QByteArray("created") << "" << true << 2;
-    QTest::newRow("add answered with an empty object") << "add" << 200 << json << QByteArray("{}") << "" << true << 2;
-    QTest::newRow("add refused with 403") << "add" << 403 << json << Refusal
-        << "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nNot allowed" << false << 1;
-    QTest::newRow("delete answered with text that is no number") << "delete" << 200 << text << QByteArray("gone") << "" << true << 0;
-    QTest::newRow("delete refused with 403") << "delete" << 403 << json << Refusal
-        << "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nNot allowed" << false << 1;
+    const QStringList nu{"n", "u"};
+    const QString post = R"(POST /zrv/svc/banlist {"Checksum":"u","Filename":"n","Mode":3})";
+    const QString del = "DELETE /zrv/svc/banlist?banlistId=1";
+    const QString reread = "\nGET /zrv/svc/banlist";
+    const QString noName = "Empty name not allowed.|Cannot add entry without a name.";
+    const QString noUrl = "Empty entry not allowed.|Cannot add empty entry.";
+    QTest::newRow("list that is not an array") << QStringList() << "read" << 200 << QByteArray(R"({"Id":1})") << "" << "" << 0;
+    QTest::newRow("add answered with text that is no number: read again") << nu << "add" << 200 << QByteArray("created")
+                                                                         << "" << post + reread << 2;
+    QTest::newRow("add refused with 403: not read again") << nu << "add" << 403 << Refusal
+        << "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nNot allowed" << post << 1;
+    QTest::newRow("delete answered with text that is no number: read again") << QStringList() << "delete" << 200
+                                                                              << QByteArray("gone") << "" << del + reread << 0;
+    QTest::newRow("delete refused with 403: not read again") << QStringList() << "delete" << 403 << Refusal
+        << "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nNot allowed" << del << 1;
+    QTest::newRow("cancel at the name asks nothing further") << QStringList{"<cancel>"} << "add" << 0 << QByteArray() << noName << "" << 1;
+    QTest::newRow("empty name") << QStringList{""} << "add" << 0 << QByteArray() << noName << "" << 1;
+    QTest::newRow("name, then cancel at the URL") << QStringList{"x", "<cancel>"} << "add" << 0 << QByteArray() << noUrl << "" << 1;
+    QTest::newRow("name, then an empty URL") << QStringList{"x", ""} << "add" << 0 << QByteArray() << noUrl << "" << 1;
+    QTest::newRow("a line whose id was not in the last list") << QStringList() << "delete 987654" << 0 << QByteArray()
+                                                             << "Delete not possible|Invalid entry - Could not delete" << "" << 2;
+    QTest::newRow("a line whose data is no number: nothing") << QStringList() << "delete abc" << 0 << QByteArray() << "" << "" << 2;
 }
 
-void tst_zrv_meeting_dialogs_replies::banlistReplies()
+void tst_zrv_meeting_dialogs_replies::banlist()
 {
+    QFETCH(QStringList, typed);
     QFETCH(QString, action);
     QFETCH(int, status);
-    QFETCH(QByteArray, contentType);
-    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, reply);
     QFETCH(QString, box);
-    QFETCH(bool, readAgain);
-    QFETCH(int, finalCount);
+    QFETCH(QString, requests);
+    QFETCH(int, lines);
 
     const QByteArray one(R"([{"Id":1,"Mode":0,"Filename":"a.fbx","Checksum":"abc"}])");
-    const QByteArray two(R"([{"Id":1,"Mode":0,"Filename":"a.fbx","Checksum":"abc"},{"Id":2,"Mode":3,"Filename":"n","Checksum":"u"}])");
-    const QList<QPair<QByteArray, QByteArray>> rowHeaders{{"Content-Type", contentType}};
-    if (action == QLatin1String("get"))
-        m_server->enqueue(status, rowHeaders, body);
+    if (action == "read")
+        m_server->enqueue(status, {{"Content-Type", contentType(reply)}}, reply);
     else
         m_server->enqueueJson(200, one);
-
     ModalAnswerer answerer;
-    if (action == QLatin1String("add")) {
-        for (const QString &typed : {QStringLiteral("n"), QStringLiteral("u")})
-            answerer.handle([typed](QWidget *w) {
-                QTest::keyClicks(w->findChild<QLineEdit *>(), typed);
-                static_cast<QDialog *>(w)->accept();
-            });
+    for (const QString &text : typed) {
+        answerer.handle([text, &answerer](QWidget *w) {
+            QCOMPARE(w->windowTitle(), answerer.seen().size() == 1 ? "Name" : "URL");
+            if (text == "<cancel>")
+                return static_cast<QDialog *>(w)->reject();
+            QTest::keyClicks(w->findChild<QLineEdit *>(), text);
+            static_cast<QDialog *>(w)->accept();
+        });
     }
     answerer.pressButton(QMessageBox::Ok);
     answerer.arm(10000);
 
-    ZRV_BanlistDialog dlg(m_peer->thread());
-    auto *list = dlg.findChild<QListWidget *>(QStringLiteral("banlst"));
+    ZRV_BanlistDialog dlg(m_thread.get());
+    auto *list = dlg.findChild<QListWidget *>("banlst");
     QVERIFY(m_server->waitForRequests(1));
-    if (action != QLatin1String("get")) {
+    auto *btnDelete = dlg.findChild<QPushButton *>("btnDelete");
+    if (action != "read") {
         QTRY_COMPARE(list->count(), 1);
-        m_server->enqueue(status, rowHeaders, body);
-        if (readAgain)
-            m_server->enqueueJson(200, action == QLatin1String("add") ? two : QByteArray("[]"));
-        if (action == QLatin1String("add")) {
-            QTest::mouseClick(dlg.findChild<QPushButton *>(QStringLiteral("btnAddCustom")), Qt::LeftButton);
+        QVERIFY(!btnDelete->isEnabled()); // no current line yet
+        m_server->enqueue(status, {{"Content-Type", contentType(reply)}}, reply);
+        m_server->enqueueJson(200, action == "add" ? R"([{"Id":1},{"Id":2,"Mode":3,"Filename":"n","Checksum":"u"}])" : "[]");
+        if (action == "add") {
+            QTest::mouseClick(dlg.findChild<QPushButton *>("btnAddCustom"), Qt::LeftButton);
         } else {
-            list->setCurrentRow(0);
-            QTest::mouseClick(dlg.findChild<QPushButton *>(QStringLiteral("btnDelete")), Qt::LeftButton);
+            if (action != "delete") { // a line the dialog did not make from the service's list
+                auto *stray = new QListWidgetItem("#? - stray", list);
+                stray->setData(Qt::UserRole, action.section(' ', 1).toInt() ? QVariant(action.section(' ', 1).toInt())
+                                                                            : QVariant(action.section(' ', 1)));
+            }
+            list->setCurrentRow(list->count() - 1);
+            QTest::mouseClick(btnDelete, Qt::LeftButton);
         }
-        QVERIFY(m_server->waitForRequests(2));
-        const RecordedRequest sent = m_server->requests().at(1);
-        if (action == QLatin1String("add")) {
-            QCOMPARE(sent.method, QByteArray("POST"));
-            QCOMPARE(sent.target, QByteArray("/zrv/svc/banlist"));
-            QCOMPARE(QJsonDocument::fromJson(sent.body).object(),
-                     (QJsonObject{{"Mode", 3}, {"Filename", "n"}, {"Checksum", "u"}}));
-        } else {
-            QCOMPARE(sent.method, QByteArray("DELETE"));
-            QCOMPARE(sent.target, QByteArray("/zrv/svc/banlist?banlistId=1"));
-        }
-        if (readAgain)
-            QVERIFY(m_server->waitForRequests(3));
-        else
-            QVERIFY(!m_server->waitForRequests(3, 1500));
     }
-
-    QTRY_COMPARE(messageBoxes(answerer), box.isEmpty() ? QStringList() : QStringList{box});
-    QTRY_COMPARE(list->count(), finalCount);
+    const int expectedRequests = 1 + (requests.isEmpty() ? 0 : requests.count('\n') + 1);
+    QVERIFY(m_server->waitForRequests(expectedRequests));
+    QVERIFY(!m_server->waitForRequests(expectedRequests + 1, 1500));
+    QStringList sent;
+    for (const RecordedRequest &r : m_server->requests().mid(1)) {
+        const QByteArray body = QJsonDocument::fromJson(r.body).toJson(QJsonDocument::Compact);
+        sent << QString::fromUtf8(r.method + ' ' + r.target + (r.body.isEmpty() ? "" : ' ' + body));
+    }
+    QCOMPARE(sent.join('\n'), requests);
+    const auto boxes = [&answerer] {
+        QStringList out;
+        for (const ModalAnswerer::Seen &s : answerer.seen()) {
+            if (s.className == "QMessageBox")
+                out << s.title + '|' + s.text;
+        }
+        return out.join('\n');
+    };
+    QTRY_COMPARE(boxes(), box);
+    QTRY_COMPARE(list->count(), lines);
+    if (requests.endsWith("GET /zrv/svc/banlist")) {
+        QVERIFY(!btnDelete->isEnabled()); // the rebuilt list has no current line
+        if (action == "add")
+            QCOMPARE(list->item(1)->text(), "#2 - n (u)");
+    }
 }
 
 QTEST_MAIN(tst_zrv_meeting_dialogs_replies)
