@@ -341,10 +341,8 @@ void TestS3Wire::downloadFaults_data()
     QTest::newRow("a resume past 4 GiB asks for the right range")
         << beyond + 20 << beyond << QList<QByteArray>{objectHead(beyond + 20), partial(body, beyond, beyond + 20)}
         << QStringList{head, get + QStringLiteral(" [bytes=%1-%2]").arg(beyond).arg(beyond + 19)} << QString() << 0;
-    // Steps come back to their caller, so that a pause or an abort can get in,
-    // long before a stall would be given up. One stream that brings less than
-    // its share in a step meets a link that limits each connection: the rest
-    // is asked for in ranges side by side.
+    // Steps come back long before a stall is given up, so that a pause can get
+    // in; a stream slower than its share is split into ranges side by side.
     QTest::newRow("a body that does not come: steps return, the rest asked for in ranges")
         << 48 * kMiB << qint64(0) << QList<QByteArray>{objectHead(48 * kMiB), "hang", "hang", "hang"}
         << QStringList{head, get, get + QStringLiteral(" [bytes=%1-%2]").arg(16 * kMiB).arg(32 * kMiB - 1),
@@ -396,17 +394,17 @@ void TestS3Wire::downloadFaults()
     QCOMPARE(out.read(20), body);
 }
 
-// A step comes back while the store does not answer its parts; and a paused
-// transfer (its thread back in its event loop, no step coming) must not leave
-// parts half-sent on open connections for the store to time out.
+// A step comes back while its parts go unanswered; paused (its thread idle in
+// its event loop), it leaves no half-sent part open for the store to time out.
 void TestS3Wire::pauseClosesPartsInFlight()
 {
     serve({initiated("U1"), "hang", "hang"});
     const QString source = local("held-up");
     QVERIFY(writeAll(source, QByteArray(int(6 * kMiB), 'h')));
+    const QString endpoint = m_server.baseUrl();
     std::atomic<int> stepped{0}; // 1: a step came back unfinished
     std::unique_ptr<QThread> worker(QThread::create([&] {
-        Storage_S3 s3(MINIO, m_server.baseUrl(), "AKID", "secret");
+        Storage_S3 s3(MINIO, endpoint, "AKID", "secret");
         stepped = s3.UploadObjectMultipart("b", "held.bin", source, "text/plain").finished ? 2 : 1;
         QEventLoop().exec();
     }));

@@ -193,9 +193,8 @@ void TestStorage_S3::roundTrip()
     QVERIFY(!m_moto.hasObject(kBucket, stored));
 }
 
-// Two downloads onto one target never share a partial file; and the bytes a
-// resumed one writes sit where they belong at once, before any later step
-// could paper over a wrong offset.
+// Two downloads onto one target never share a partial file; a resumed one's
+// bytes sit in place at once, before a later step could paper over an offset.
 void TestStorage_S3::twoDownloadsOntoOneTargetResumedInPlace()
 {
     const QByteArray one = randomBytes(40 * kMiB + 5);
@@ -284,10 +283,8 @@ void TestStorage_S3::listing()
              "404 NoSuchBucket: The specified bucket does not exist");
 }
 
-// A store that checks every signature: a multi-part transfer's whole life and
-// a listing pass it with the right keys, and a wrong secret comes back as the
-// store's own refusal. moto re-checks against the URL partly decoded, so only
-// names that need no escaping pass there; escaping is pinned by the signer's vectors.
+// A store that checks every signature. moto re-checks against the URL partly
+// decoded, so only names that need no escaping pass; the vectors pin escaping.
 void TestStorage_S3::signedAgainstCheckingStore()
 {
     MotoServer guarded;
