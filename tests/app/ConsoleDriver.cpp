@@ -2,7 +2,6 @@
 
 #include <QDialogButtonBox>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTest>
@@ -11,22 +10,16 @@
 #include "ZRV_Login.h"
 #include "ZRV_ServerApp.h"
 
-ConsoleDriver::ConsoleDriver(const QString &user, const QStringList &passwords)
-    : m_user(user), m_passwords(passwords)
+ConsoleDriver::ConsoleDriver(const QString &user, const QStringList &passwords) : m_user(user), m_passwords(passwords)
 {
     for (int i = 0; i < 16; ++i)
         m_answerer.handle([this](QWidget *modal) { answer(modal); });
     m_answerer.arm(60000);
 }
 
-QStringList ConsoleDriver::arguments(const QString &iniPath)
-{
-    return {QStringLiteral("zarvo-console"), QStringLiteral("-i"), iniPath};
-}
-
 bool ConsoleDriver::waitRunning(ZRV_ServerApp &window)
 {
-    auto *bar = window.findChild<QStatusBar *>(QStringLiteral("statusBar"));
+    auto *bar = window.findChild<QStatusBar *>("statusBar");
     return QTest::qWaitFor([bar] { return bar->isVisible(); }, 20000);
 }
 
@@ -43,13 +36,8 @@ void ConsoleDriver::answer(QWidget *modal)
 {
     if (auto *box = qobject_cast<QMessageBox *>(modal)) {
         m_boxes << QStringLiteral("%1: %2 [%3 buttons]").arg(box->windowTitle(), box->text()).arg(box->buttons().size());
-        QAbstractButton *press = box->button(QMessageBox::Ok);
-        if (!press)
-            press = box->button(QMessageBox::No);
-        if (press)
-            press->click();
-        else
-            box->reject();
+        QAbstractButton *press = box->button(QMessageBox::Ok) ? box->button(QMessageBox::Ok) : box->button(QMessageBox::No);
+        press ? press->click() : box->reject();
         return;
     }
     auto *login = qobject_cast<ZRV_Login *>(modal);
@@ -57,8 +45,8 @@ void ConsoleDriver::answer(QWidget *modal)
         modal->close();
         return;
     }
-    auto *leUser = login->findChild<QLineEdit *>(QStringLiteral("leUser"));
-    auto *btnBox = login->findChild<QDialogButtonBox *>(QStringLiteral("btnBox"));
+    auto *leUser = login->findChild<QLineEdit *>("leUser");
+    auto *btnBox = login->findChild<QDialogButtonBox *>("btnBox");
     m_logins << LoginSeen{leUser->text(), leUser->isEnabled()};
     if (m_passwords.isEmpty()) {
         QTest::mouseClick(btnBox->button(QDialogButtonBox::Cancel), Qt::LeftButton);
@@ -68,6 +56,6 @@ void ConsoleDriver::answer(QWidget *modal)
         leUser->clear();
         QTest::keyClicks(leUser, m_user);
     }
-    QTest::keyClicks(login->findChild<QLineEdit *>(QStringLiteral("lePass")), m_passwords.takeFirst());
+    QTest::keyClicks(login->findChild<QLineEdit *>("lePass"), m_passwords.takeFirst());
     QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
 }

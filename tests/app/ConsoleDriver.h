@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QList>
-#include <QString>
 #include <QStringList>
 
 #include "ModalAnswerer.h"
@@ -9,10 +8,10 @@
 class QTimer;
 class ZRV_ServerApp;
 
-// Answers what a console window opens while a test drives it: each login
-// dialog gets the next password typed (and the user name unless the dialog
-// fixes it) and Ok, or Cancel once the passwords run out; each message box is
-// noted as "title: text [n buttons]" and answered Ok, or No to a question.
+// Answers what a console window opens: each login gets the next password (and
+// the user name unless the dialog fixes it) and Ok, or Cancel once the
+// passwords run out; each message box is noted as "title: text [n buttons]"
+// and answered Ok, or No to a question.
 class ConsoleDriver
 {
 public:
@@ -27,10 +26,10 @@ public:
     QList<LoginSeen> logins() const { return m_logins; }
     QStringList boxes() const { return m_boxes; }
 
-    // The arguments main() would pass for this INI file.
-    static QStringList arguments(const QString &iniPath);
+    static QStringList arguments(const QString &iniPath) { return {"zarvo-console", "-i", iniPath}; }
     // True once initConsole has shown the status line.
     static bool waitRunning(ZRV_ServerApp &window);
+    // The ten-second poll timer.
     static QTimer *statusTimer(ZRV_ServerApp &window);
 
 private:

@@ -1,26 +1,10 @@
 #pragma once
 
-// The console's widgets against a running simulator, for every widget test.
-//
-//   ConsoleFixture fx;
-//   QVERIFY2(fx.start(), qPrintable(fx.errorText()));     // zarvo-sim + INI + config
-//   ZRV_LoginData login;
-//   QVERIFY(fx.signIn("presenter", "presenter123", &login)); // the real login dialog
-//   ZRV_MeetingsInfoThread service(nullptr, fx.config());
-//   service.setLoginData(&login);
-//   ...  fx.sim().admin("POST", "/_sim/fault", {...});  // simulator switches
-//
-// start() takes extra simulator options and extra INI values keyed
-// "Group/key" (e.g. {"ZRV_Console/restorewindow", "false"}). The INI points the
-// three services at the simulator under their own base paths, so that a
-// client that drops its base path fails. Any process exit of the code under
-// test goes to exitCodes() instead of ending the test run; the real exit is
-// restored when the fixture goes. Tests that use it link zrv_consolefixture
-// and run headless (zrv_add_test does that).
+// zarvo-sim plus an INI that points the three services at it, each under its
+// own base path so that a client dropping its base path fails. Any process
+// exit of the code under test lands in exitCodes() instead of ending the run.
 
-#include <QList>
 #include <QMap>
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVariant>
@@ -34,46 +18,34 @@
 class ConsoleFixture
 {
 public:
-    // Where each service lives on the simulator.
     static constexpr const char *AuthBase = "/idp";
     static constexpr const char *MeetingBase = "/registry";
     static constexpr const char *ServiceBase = "/main";
 
     ConsoleFixture();
     ~ConsoleFixture();
-    ConsoleFixture(const ConsoleFixture &) = delete;
-    ConsoleFixture &operator=(const ConsoleFixture &) = delete;
 
-    // Starts zarvo-sim with simArgs, writes the INI and builds the config.
+    // iniExtras are keyed "Group/key" and override the service addresses.
     bool start(const QStringList &simArgs = {}, const QMap<QString, QVariant> &iniExtras = {});
     QString errorText() const { return m_error; }
-
-    // Rewrites the INI (same service addresses plus extras) and rebuilds config().
-    bool rewriteIni(const QMap<QString, QVariant> &iniExtras);
-
-    QString iniPath() const;
+    QString iniPath() const { return m_dir.filePath(QStringLiteral("zarvo-console.ini")); }
     ZRV_Config *config() const { return m_config.get(); }
     SimProcess &sim() { return m_sim; }
-    QString simBaseUrl() const;
+    QString simBaseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_sim.port()); }
 
-    // Opens the real ZRV_Login, types user and password, presses Ok and waits
-    // for the completed login. False when the dialog did not accept within
-    // timeoutMs; lastMessages() then holds the titles and texts of the boxes seen.
-    bool signIn(const QString &user, const QString &password, ZRV_LoginData *out,
-                int timeoutMs = 15000);
+    // Signs in through the real ZRV_Login; on a refusal lastMessages() holds
+    // the titles and texts of the boxes seen.
+    bool signIn(const QString &user, const QString &password, ZRV_LoginData *out, int timeoutMs = 15000);
     QStringList lastMessages() const { return m_messages; }
 
-    // Codes given to ZRV_ProcessExit while this fixture lives.
     QList<int> exitCodes() const { return *m_exitCodes; }
     void clearExitCodes() { m_exitCodes->clear(); }
 
 private:
-    bool writeIni(const QMap<QString, QVariant> &iniExtras);
-
     QTemporaryDir m_dir;
     SimProcess m_sim;
     std::unique_ptr<ZRV_Config> m_config;
-    std::shared_ptr<QList<int>> m_exitCodes;
+    std::shared_ptr<QList<int>> m_exitCodes = std::make_shared<QList<int>>();
     QStringList m_messages;
     QString m_error;
 };

@@ -1,34 +1,15 @@
 #include "SignedInConsole.h"
 
-#include <QDialog>
-#include <QDialogButtonBox>
-#include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QLineEdit>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QStatusBar>
-#include <QTableWidget>
-#include <QTcpServer>
 #include <QTest>
 #include <QTreeWidget>
 #include <QUrlQuery>
 
-#include "ModalAnswerer.h"
-#include "ZRV_ServerApp.h"
+#include "ConsoleDriver.h"
 
-namespace {
-constexpr int Wait = 30000;
-}
-
-SignedInConsole::SignedInConsole() = default;
-
-SignedInConsole::~SignedInConsole()
-{
-    window.reset();
-}
+static constexpr int Wait = 30000;
 
 bool SignedInConsole::open(const QString &user, const QString &pass, const QString &s3Endpoint,
                            const QStringList &simArgs)
@@ -41,26 +22,11 @@ bool SignedInConsole::open(const QString &user, const QString &pass, const QStri
         error = fx.errorText();
         return false;
     }
-    ModalAnswerer answerer;
-    answerer.handle([user, pass](QWidget *modal) {
-        auto *leUser = modal->findChild<QLineEdit *>("leUser");
-        auto *lePass = modal->findChild<QLineEdit *>("lePass");
-        auto *btnBox = modal->findChild<QDialogButtonBox *>("btnBox");
-        if (!leUser || !lePass || !btnBox) {
-            qobject_cast<QDialog *>(modal)->reject();
-            return;
-        }
-        QTest::keyClicks(leUser, user);
-        QTest::keyClicks(lePass, pass);
-        QTest::mouseClick(btnBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
-    });
-    answerer.arm(Wait);
-    window.reset(new ZRV_ServerApp({"zarvo-console", "-i", fx.iniPath()}));
+    ConsoleDriver driver(user, {pass});
+    window.reset(new ZRV_ServerApp(ConsoleDriver::arguments(fx.iniPath())));
     window->show();
     QStatusBar *status = window->findChild<QStatusBar *>();
-    const bool up = QTest::qWaitFor([&] { return status->isVisible(); }, Wait);
-    answerer.disarm();
-    if (!up || !fx.exitCodes().isEmpty()) {
+    if (!QTest::qWaitFor([&] { return status->isVisible(); }, Wait) || !fx.exitCodes().isEmpty()) {
         error = QStringLiteral("console not signed in as %1").arg(user);
         return false;
     }
@@ -71,21 +37,19 @@ bool SignedInConsole::selectMeeting(const QString &meetingId)
 {
     auto *meetings = window->findChild<QTableWidget *>("tblMeetings");
     int row = -1;
-    const bool listed = QTest::qWaitFor(
-        [&] {
-            const QList<QTableWidgetItem *> found = meetings->findItems(meetingId.toUpper(), Qt::MatchExactly);
-            row = found.isEmpty() ? -1 : found.first()->row();
-            return row >= 0;
-        },
-        Wait);
-    if (!listed) {
+    if (!QTest::qWaitFor(
+            [&] {
+                const auto found = meetings->findItems(meetingId.toUpper(), Qt::MatchExactly);
+                row = found.isEmpty() ? -1 : found.first()->row();
+                return row >= 0;
+            },
+            Wait)) {
         error = QStringLiteral("meeting %1 not listed").arg(meetingId);
         return false;
     }
-    const int expected = [&] {
-        const QJsonObject record = liveRecord(meetingId);
-        return record.value("assets").toArray().size() + (record.value("assetBundles").toArray().isEmpty() ? 0 : 1);
-    }();
+    const QJsonObject record = liveRecord(meetingId);
+    const int expected =
+        record.value("assets").toArray().size() + (record.value("assetBundles").toArray().isEmpty() ? 0 : 1);
     meetings->clearSelection();
     meetings->selectRow(row);
     auto *area = window->findChild<QWidget *>("widgetFileArea");
@@ -111,14 +75,11 @@ bool SignedInConsole::waitS3Listing()
 bool SignedInConsole::selectS3File(const QString &dir, const QString &name)
 {
     auto *tree = window->findChild<QTreeWidget *>("S3TreeWidget");
-    // dir is a path of folder names below the root, "" for the root itself.
     QTreeWidgetItem *target = tree->topLevelItem(0);
     for (const QString &part : dir.split('/', Qt::SkipEmptyParts)) {
         QTreeWidgetItem *next = nullptr;
-        for (int i = 0; target && i < target->childCount(); ++i) {
-            if (target->child(i)->text(0) == part)
-                next = target->child(i);
-        }
+        for (int i = 0; target && i < target->childCount(); ++i)
+            next = target->child(i)->text(0) == part ? target->child(i) : next;
         target = next;
     }
     if (!target) {
@@ -139,14 +100,10 @@ bool SignedInConsole::selectS3File(const QString &dir, const QString &name)
 
 QByteArray SignedInConsole::bearer()
 {
-    QUrlQuery form;
-    form.addQueryItem("client", "BVK");
-    form.addQueryItem("username", login);
-    form.addQueryItem("password", password);
-    form.addQueryItem("passwordold", QString());
+    QUrlQuery form{{"client", "BVK"}, {"username", login}, {"password", password}, {"passwordold", ""}};
     const SimProcess::Reply r =
-        fx.sim().request("POST", QString(ConsoleFixture::AuthBase) + "/auth/login",
-                         form.toString(QUrl::FullyEncoded).toUtf8(), {{"Content-Type", "application/x-www-form-urlencoded"}});
+        fx.sim().request("POST", QString(ConsoleFixture::AuthBase) + "/auth/login", form.toString(QUrl::FullyEncoded).toUtf8(),
+                         {{"Content-Type", "application/x-www-form-urlencoded"}});
     return "Bearer " + r.object().value("access_token").toString().toUtf8();
 }
 
@@ -158,21 +115,6 @@ QJsonValue SignedInConsole::serviceGet(const QString &path)
     return doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object());
 }
 
-QJsonObject SignedInConsole::liveRecord(const QString &meetingId)
-{
-    return serviceGet("/meeting/" + meetingId + "/info").toObject();
-}
-
-QJsonArray SignedInConsole::bundles()
-{
-    return serviceGet("/assetbundle?bundleId=").toArray();
-}
-
-QJsonArray SignedInConsole::banlist()
-{
-    return serviceGet("/banlist?banlistId=").toArray();
-}
-
 QJsonObject SignedInConsole::assetNamed(const QJsonObject &record, const QString &name)
 {
     for (const QJsonValue &v : record.value("assets").toArray()) {
@@ -180,11 +122,6 @@ QJsonObject SignedInConsole::assetNamed(const QJsonObject &record, const QString
             return v.toObject();
     }
     return QJsonObject();
-}
-
-QTableWidget *SignedInConsole::assets() const
-{
-    return window->findChild<QTableWidget *>("tblAssets");
 }
 
 QStringList SignedInConsole::assetRows() const

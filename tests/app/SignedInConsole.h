@@ -1,55 +1,42 @@
 #pragma once
 
-#include "DavServer.h"
-
-// A whole console window signed in against the simulator, for the tests of
-// a meeting's components and of the bundle page:
+// A whole console window signed in against the simulator, which hands out the
+// moto store at s3Endpoint (bucket "zarvo"):
 //
 //   SignedInConsole c;
 //   QVERIFY2(c.open("presenter", "presenter123", moto.endpoint()), qPrintable(c.error));
 //   QVERIFY(c.selectMeeting("prl5t8c6"));
 //   QJsonObject info = c.liveRecord("prl5t8c6");   // read back over the wire
-//
-// The simulator hands out the moto store at s3Endpoint (bucket "zarvo").
-// DavServer is sabre/dav under "php -S" for the NextCloud account.
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QProcess>
-#include <QString>
-#include <QStringList>
+#include <QTableWidget>
 
 #include <memory>
 
 #include "ConsoleFixture.h"
-
-class QTableWidget;
-class ZRV_ServerApp;
+#include "ZRV_ServerApp.h"
 
 class SignedInConsole
 {
 public:
-    SignedInConsole();
-    ~SignedInConsole();
-
     bool open(const QString &login, const QString &password, const QString &s3Endpoint,
               const QStringList &simArgs = {});
     // Selects the meeting's row and waits until tblAssets shows its record.
     bool selectMeeting(const QString &meetingId);
-    // The S3 page's listing is in; then the file dir/name is selected in it.
+    // Waits for the S3 page's listing; dir is a path of folder names below the root.
     bool waitS3Listing();
     bool selectS3File(const QString &dir, const QString &name);
 
-    // "Bearer <token>" of a fresh login of the account, for requests over the wire.
+    // "Bearer <token>" of a fresh login of the account.
     QByteArray bearer();
-    // Over the wire with the signed-in account's password.
-    QJsonObject liveRecord(const QString &meetingId);
-    QJsonArray bundles();
-    QJsonArray banlist();
+    QJsonObject liveRecord(const QString &meetingId) { return serviceGet("/meeting/" + meetingId + "/info").toObject(); }
+    QJsonArray bundles() { return serviceGet("/assetbundle?bundleId=").toArray(); }
+    QJsonArray banlist() { return serviceGet("/banlist?banlistId=").toArray(); }
     // The asset of this name in the record, empty when there is none.
     static QJsonObject assetNamed(const QJsonObject &record, const QString &name);
 
-    QTableWidget *assets() const;
+    QTableWidget *assets() const { return window->findChild<QTableWidget *>("tblAssets"); }
     // Rows of tblAssets as "col0|col1|col2|col3".
     QStringList assetRows() const;
 

@@ -1,15 +1,11 @@
-// The change of the account password: the checks before anything is sent,
-// the service's answers from the simulator, and the exact request and an
-// answer without token from the scripted server.
+// The change of the account password: the refusals, and the exact request
+// and an answer without token from the scripted server.
 
 #include <QDialogButtonBox>
 #include <QJsonObject>
-#include <QJsonDocument>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
-#include <QTimer>
 #include <QUrlQuery>
 
 #include "ConsoleFixture.h"
@@ -19,75 +15,43 @@
 
 namespace {
 
-const QString PresenterId = QStringLiteral("8d1f0c52-0a6e-4c1b-9a51-000000000003");
-
-QPushButton *okButton(QDialog &dialog)
-{
-    auto *box = dialog.findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"));
-    for (QAbstractButton *b : box->buttons()) {
-        if (b->text() == QLatin1String("Ok"))
-            return qobject_cast<QPushButton *>(b);
-    }
-    return nullptr;
-}
-
-void fill(QDialog &dialog, const QString &oldPw, const QString &new1, const QString &new2)
-{
-    QTest::keyClicks(dialog.findChild<QLineEdit *>(QStringLiteral("leOldPW")), oldPw);
-    QTest::keyClicks(dialog.findChild<QLineEdit *>(QStringLiteral("leNewPW1")), new1);
-    QTest::keyClicks(dialog.findChild<QLineEdit *>(QStringLiteral("leNewPW2")), new2);
-}
-
-// The dialog as the window opens it: filled, "Ok" pressed, the box answered
-// with Ok. A dialog still open after the box is noted as *reopenedEnabled
-// (its buttons usable again) and cancelled. Returns exec's result.
-int runDialog(ZRV_ChangePasswordDialog &dialog, ModalAnswerer &answerer, const QString &oldPw,
-              const QString &new1, const QString &new2, bool *reopenedEnabled = nullptr)
-{
-    // Pressed after the answerer's turn is over: a refusal box opens inside
-    // the press, and the answerer has to be free to answer it.
-    answerer.handle([&](QWidget *) {
-        fill(dialog, oldPw, new1, new2);
-        QTimer::singleShot(0, &dialog, [&dialog] { QTest::mouseClick(okButton(dialog), Qt::LeftButton); });
-    });
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.handle([&dialog, reopenedEnabled](QWidget *) {
-        if (reopenedEnabled)
-            *reopenedEnabled =
-                dialog.findChild<QDialogButtonBox *>(QStringLiteral("buttonBox"))->isEnabled();
-        dialog.reject();
-    });
-    answerer.arm(20000);
-    const int result = dialog.exec();
-    answerer.disarm();
-    return result;
-}
+const QString PresenterId = "8d1f0c52-0a6e-4c1b-9a51-000000000003";
 
 ZRV_LoginData presenterData()
 {
     ZRV_LoginData data;
     data.id = PresenterId;
-    data.userId = QStringLiteral("presenter");
-    data.password = QStringLiteral("presenter123");
-    data.accessToken = QStringLiteral("at.before");
-    data.refreshToken = QStringLiteral("rt.before");
+    data.userId = "presenter";
+    data.password = "presenter123";
+    data.accessToken = "at.before";
+    data.refreshToken = "rt.before";
     data.tokenExpiry = QDateTime::currentDateTime().addSecs(30);
     data.authenticated = true;
     return data;
 }
 
-bool simLogin(ConsoleFixture &fx, const QString &user, const QString &password)
+// Opens the dialog as the window does, fills it, presses "Ok" and answers the
+// box Ok. A dialog still open after the box is cancelled; *reopenedEnabled
+// tells whether its buttons were usable again.
+int runDialog(ZRV_ChangePasswordDialog &dialog, ModalAnswerer &answerer, const QStringList &fields, bool *reopenedEnabled)
 {
-    QUrlQuery form;
-    form.addQueryItem(QStringLiteral("client"), QStringLiteral("BVK"));
-    form.addQueryItem(QStringLiteral("username"), user);
-    form.addQueryItem(QStringLiteral("password"), password);
-    form.addQueryItem(QStringLiteral("passwordold"), QString());
-    const SimProcess::Reply r = fx.sim().request(
-        "POST", QString::fromLatin1(ConsoleFixture::AuthBase) + QStringLiteral("/auth/login"),
-        form.toString(QUrl::FullyEncoded).toUtf8(),
-        {{"Content-Type", "application/x-www-form-urlencoded"}});
-    return r.status == 200;
+    auto *buttons = dialog.findChild<QDialogButtonBox *>("buttonBox");
+    answerer.handle([&](QWidget *) {
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClicks(dialog.findChild<QLineEdit *>(QStringList{"leOldPW", "leNewPW1", "leNewPW2"}.at(i)), fields.at(i));
+        // Pressed after the answerer's turn: a refusal box opens inside the press.
+        QTimer::singleShot(0, &dialog, [buttons] {
+            for (QAbstractButton *b : buttons->buttons())
+                b->text() == "Ok" ? QTest::mouseClick(b, Qt::LeftButton) : void();
+        });
+    });
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.handle([&](QWidget *) {
+        *reopenedEnabled = buttons->isEnabled();
+        dialog.reject();
+    });
+    answerer.arm(20000);
+    return dialog.exec();
 }
 
 } // namespace
@@ -95,146 +59,84 @@ bool simLogin(ConsoleFixture &fx, const QString &user, const QString &password)
 class tst_ZRV_ChangePasswordDialog : public QObject
 {
     Q_OBJECT
+    ConsoleFixture m_fx;
 
 private slots:
-    void initTestCase();
-    void answer_data();
-    void answer();
-    void wireAndReplyWithoutToken();
+    void initTestCase() { QVERIFY2(m_fx.start(), qPrintable(m_fx.errorText())); }
 
-private:
-    ConsoleFixture m_fx;
-};
-
-void tst_ZRV_ChangePasswordDialog::initTestCase()
-{
-    QVERIFY2(m_fx.start(), qPrintable(m_fx.errorText()));
-}
-
-// Refusals before anything is sent, then the service's own answers.
-void tst_ZRV_ChangePasswordDialog::answer_data()
-{
-    QTest::addColumn<QString>("oldPw");
-    QTest::addColumn<QString>("new1");
-    QTest::addColumn<QString>("new2");
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("text");
-
-    const QString refused = QStringLiteral("Cannot change Password");
-    const QString good = QStringLiteral("presenter123");
-    QTest::newRow("current password empty")
-        << "" << "abcdefgh" << "abcdefgh" << QJsonObject() << refused << "Current Password field is empty";
-    QTest::newRow("current empty wins over a short new one")
-        << "" << "abc" << "xyz" << QJsonObject() << refused << "Current Password field is empty";
-    QTest::newRow("new password empty")
-        << good << "" << "abcdefgh" << QJsonObject() << refused << "New Password field is empty";
-    QTest::newRow("empty confirmation reads as mismatch")
-        << good << "abcdefgh" << "" << QJsonObject() << refused
-        << "Password Confirmation doesn't match New Password";
-    QTest::newRow("confirmation differs")
-        << good << "abcdefgh" << "abcdefgH" << QJsonObject() << refused
-        << "Password Confirmation doesn't match New Password";
-    QTest::newRow("seven characters are too short")
-        << good << "abcdefg" << "abcdefg" << QJsonObject() << refused
-        << "Password is too short (minimum is 8 characters)";
-    QTest::newRow("wrong current password")
-        << "not-my-password" << "abcdefgh" << "abcdefgh" << QJsonObject() << "Error"
-        << "The password you have entered is wrong. Your password was not changed.";
-    QTest::newRow("service failure is an unknown error")
-        << good << "abcdefgh" << "abcdefgh"
-        << QJsonObject{{QStringLiteral("path"), QStringLiteral("/idp/auth/user/*")},
-                       {QStringLiteral("status"), 503}}
-        << "Error" << "Unknown error changing password.";
-    QTest::newRow("eight characters pass and new tokens come back")
-        << good << "abcdefgh" << "abcdefgh" << QJsonObject() << "Change Password" << "Password changed";
-}
-
-void tst_ZRV_ChangePasswordDialog::answer()
-{
-    QFETCH(QString, oldPw);
-    QFETCH(QString, new1);
-    QFETCH(QString, new2);
-    QFETCH(QJsonObject, fault);
-    QFETCH(QString, title);
-    QFETCH(QString, text);
-    const bool changed = title == QLatin1String("Change Password");
-
-    QCOMPARE(m_fx.sim().admin("POST", QStringLiteral("/_sim/reset")).status, 200);
-    if (!fault.isEmpty())
-        QCOMPARE(m_fx.sim().admin("POST", QStringLiteral("/_sim/fault"), fault).status, 200);
-
-    const ZRV_LoginData before = presenterData();
-    ZRV_ChangePasswordDialog dialog(m_fx.config(), before, nullptr);
-    ModalAnswerer answerer;
-    bool reopenedEnabled = false;
-    const int result = runDialog(dialog, answerer, oldPw, new1, new2, &reopenedEnabled);
-    const ModalAnswerer::Seen box = answerer.seen().value(1);
-    QCOMPARE(box.title, title);
-    QCOMPARE(box.text, text);
-    QCOMPARE(box.buttons, QStringList{QStringLiteral("OK")});
-
-    const ZRV_LoginData after = dialog.loginData();
-    QCOMPARE(after.password, before.password);
-    if (changed) {
-        QCOMPARE(result, int(QDialog::Accepted));
-        QVERIFY(after.accessToken.startsWith(QLatin1String("at.")));
-        QVERIFY(after.refreshToken != before.refreshToken);
-        // The simulator's tokens live 300 s.
-        const qint64 left = QDateTime::currentDateTime().secsTo(after.tokenExpiry);
-        QVERIFY2(left > 290 && left <= 300, qPrintable(QString::number(left)));
-        QVERIFY(simLogin(m_fx, QStringLiteral("presenter"), new1));
-    } else {
-        // Still open for another try, its buttons usable; nothing changed.
-        QCOMPARE(result, int(QDialog::Rejected));
-        QCOMPARE(answerer.seen().size(), 3);
-        QVERIFY(reopenedEnabled);
-        QCOMPARE(after.accessToken, before.accessToken);
-        QCOMPARE(after.refreshToken, before.refreshToken);
-        QCOMPARE(after.tokenExpiry, before.tokenExpiry);
-        QVERIFY(simLogin(m_fx, QStringLiteral("presenter"), QStringLiteral("presenter123")));
+    // Checks before anything is sent, then the simulator's refusals. The
+    // window's tests take an accepted change further.
+    void refusals_data()
+    {
+        QTest::addColumn<QString>("fields"); // current|new|confirmation
+        QTest::addColumn<bool>("serviceFails");
+        QTest::addColumn<QString>("box"); // title: text
+        const QString refused = "Cannot change Password: ", mismatch = refused + "Password Confirmation doesn't match New Password";
+        QTest::newRow("current password empty") << "|abcdefgh|abcdefgh" << false << refused + "Current Password field is empty";
+        QTest::newRow("current empty wins over a short new one") << "|abc|xyz" << false << refused + "Current Password field is empty";
+        QTest::newRow("new password empty") << "presenter123||abcdefgh" << false << refused + "New Password field is empty";
+        QTest::newRow("empty confirmation reads as mismatch") << "presenter123|abcdefgh|" << false << mismatch;
+        QTest::newRow("confirmation differs") << "presenter123|abcdefgh|abcdefgH" << false << mismatch;
+        QTest::newRow("seven characters are too short")
+            << "presenter123|abcdefg|abcdefg" << false << refused + "Password is too short (minimum is 8 characters)";
+        QTest::newRow("wrong current password") << "not-my-password|abcdefgh|abcdefgh" << false
+                                                << "Error: The password you have entered is wrong. Your password was not changed.";
+        QTest::newRow("service failure is an unknown error") << "presenter123|abcdefgh|abcdefgh" << true << "Error: Unknown error changing password.";
     }
-}
 
-// The request as it leaves: the old password authorises it, no token does.
-// A reply without access token keeps the old one and still counts as done.
-void tst_ZRV_ChangePasswordDialog::wireAndReplyWithoutToken()
-{
-    ScriptedHttpServer server;
-    QVERIFY(server.start());
-    server.enqueueJson(200, R"({"refresh_token":"rt.fresh","expires_in":60})");
-    ConsoleFixture fx;
-    QVERIFY2(fx.start({}, {{QStringLiteral("ZRV_AuthService/host"), server.baseUrl()}}),
-             qPrintable(fx.errorText()));
+    void refusals()
+    {
+        QFETCH(QString, fields);
+        QFETCH(bool, serviceFails);
+        QFETCH(QString, box);
+        QCOMPARE(m_fx.sim().admin("DELETE", "/_sim/fault").status, 200);
+        if (serviceFails)
+            QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", {{"path", "/idp/auth/user/*"}, {"status", 503}}).status, 200);
+        const ZRV_LoginData before = presenterData();
+        ZRV_ChangePasswordDialog dialog(m_fx.config(), before, nullptr);
+        ModalAnswerer answerer;
+        bool reopenedEnabled = false;
+        QCOMPARE(runDialog(dialog, answerer, fields.split('|'), &reopenedEnabled), int(QDialog::Rejected));
+        // Still open for another try, its buttons usable; nothing changed.
+        QCOMPARE(answerer.seen().size(), 3);
+        QCOMPARE(answerer.seen().at(1).title + ": " + answerer.seen().at(1).text, box);
+        QCOMPARE(answerer.seen().at(1).buttons, QStringList{"OK"});
+        QVERIFY(reopenedEnabled);
+        const ZRV_LoginData after = dialog.loginData();
+        QVERIFY(after.accessToken == before.accessToken && after.refreshToken == before.refreshToken
+                && after.tokenExpiry == before.tokenExpiry && after.password == before.password);
+    }
 
-    const ZRV_LoginData before = presenterData();
-    ZRV_ChangePasswordDialog dialog(fx.config(), before, nullptr);
-    ModalAnswerer answerer;
-    const int result = runDialog(dialog, answerer, QStringLiteral("presenter123"),
-                                 QStringLiteral("new & secret"), QStringLiteral("new & secret"));
-    QCOMPARE(result, int(QDialog::Accepted));
-    QCOMPARE(answerer.seen().value(1).text, QStringLiteral("Password changed"));
-
-    QCOMPARE(server.requestCount(), 1);
-    const RecordedRequest request = server.lastRequest();
-    QCOMPARE(request.method, QByteArray("PATCH"));
-    QCOMPARE(request.target, QByteArray("/idp/auth/user/") + PresenterId.toLatin1() + "/pwdreset");
-    QVERIFY(!request.hasHeader("Authorization"));
-    QCOMPARE(request.header("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
-    const QUrlQuery form(QString::fromUtf8(request.body));
-    QCOMPARE(form.queryItemValue(QStringLiteral("client")), QStringLiteral("BVK"));
-    QCOMPARE(form.queryItemValue(QStringLiteral("username")), QStringLiteral("presenter"));
-    QCOMPARE(form.queryItemValue(QStringLiteral("password"), QUrl::FullyDecoded),
-             QStringLiteral("new & secret"));
-    QCOMPARE(form.queryItemValue(QStringLiteral("passwordold"), QUrl::FullyDecoded),
-             QStringLiteral("presenter123"));
-
-    const ZRV_LoginData after = dialog.loginData();
-    QCOMPARE(after.accessToken, before.accessToken);
-    QCOMPARE(after.refreshToken, QStringLiteral("rt.fresh"));
-    const qint64 left = QDateTime::currentDateTime().secsTo(after.tokenExpiry);
-    QVERIFY2(left > 50 && left <= 60, qPrintable(QString::number(left)));
-}
+    // The old password authorises the request, no token does. A reply without
+    // access token keeps the old one and still counts as done.
+    void wireAndReplyWithoutToken()
+    {
+        ScriptedHttpServer server;
+        QVERIFY(server.start());
+        server.enqueueJson(200, R"({"refresh_token":"rt.fresh","expires_in":60})");
+        ConsoleFixture fx;
+        QVERIFY2(fx.start({}, {{"ZRV_AuthService/host", server.baseUrl()}}), qPrintable(fx.errorText()));
+        const ZRV_LoginData before = presenterData();
+        ZRV_ChangePasswordDialog dialog(fx.config(), before, nullptr);
+        ModalAnswerer answerer;
+        bool reopened = false;
+        QCOMPARE(runDialog(dialog, answerer, {"presenter123", "new & secret", "new & secret"}, &reopened), int(QDialog::Accepted));
+        QCOMPARE(answerer.seen().value(1).text, QString("Password changed"));
+        QCOMPARE(server.requestCount(), 1);
+        const RecordedRequest request = server.lastRequest();
+        QCOMPARE(request.method + ' ' + request.target, "PATCH /idp/auth/user/" + PresenterId.toLatin1() + "/pwdreset");
+        QVERIFY(!request.hasHeader("Authorization"));
+        QCOMPARE(request.header("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
+        const QUrlQuery form(QString::fromUtf8(request.body));
+        QCOMPARE(QStringList({form.queryItemValue("client"), form.queryItemValue("username"), form.queryItemValue("password", QUrl::FullyDecoded),
+                              form.queryItemValue("passwordold", QUrl::FullyDecoded)}),
+                 QStringList({"BVK", "presenter", "new & secret", "presenter123"}));
+        const ZRV_LoginData after = dialog.loginData();
+        QCOMPARE(after.accessToken + '|' + after.refreshToken, before.accessToken + "|rt.fresh");
+        const qint64 left = QDateTime::currentDateTime().secsTo(after.tokenExpiry);
+        QVERIFY2(left > 50 && left <= 60, qPrintable(QString::number(left)));
+    }
+};
 
 QTEST_MAIN(tst_ZRV_ChangePasswordDialog)
 #include "tst_ZRV_ChangePasswordDialog.moc"
