@@ -175,8 +175,6 @@ private slots:
         QTest::addColumn<QString>("message");
 
         QTest::newRow("empty reply has no tokens and is no fault") << QByteArray() << true << "" << "";
-        QTest::newRow("a good multistatus") << multistatus(response("/remote.php/dav/files/u/", Folder)) << true << ""
-                                            << "";
         QTest::newRow("refused login: exception and message of the error element")
             << QByteArray("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<d:error xmlns:d=\"DAV:\" "
                           "xmlns:s=\"http://sabredav.org/ns\"><s:exception>Sabre\\DAV\\Exception\\NotAuthenticated"

