@@ -237,9 +237,6 @@ private slots:
         QTest::addColumn<QStringList>("labels");
         QTest::addColumn<QList<int>>("bar");
 
-        QTest::newRow("cleared: empty operation and name, zeros in KB")
-            << -1 << "" << 0LL << 0LL << 0 << QStringList{"", "", "Completed: 0 KB", "Size: 0 KB", "Speed: 0 KByte/s"}
-            << QList<int>{1, 0};
         QTest::newRow("upload in KB and MB, speed in KByte/s")
             << 0 << "presenter/models/a.fbx" << 3LL * 1024 * 1024 << 512LL * 1024 << 1536
             << QStringList{"Uploading:", "a.fbx", "Completed: 512 KB", "Size: 3.00 MB", "Speed: 1.5 KByte/s"}
