@@ -59,10 +59,8 @@ class tst_zrv_meeting_dialogs_replies : public QObject
 private slots:
     void init();
     void cleanup();
-    void playerPosReplies_data();
-    void playerPosReplies();
-    void logReplies_data();
-    void logReplies();
+    void replies_data();
+    void replies();
     void viewer_data();
     void viewer();
     void banlist_data();
@@ -112,113 +110,97 @@ void tst_zrv_meeting_dialogs_replies::cleanup()
     m_server.reset();
 }
 
-void tst_zrv_meeting_dialogs_replies::playerPosReplies_data()
+void tst_zrv_meeting_dialogs_replies::replies_data()
 {
+    QTest::addColumn<QString>("call"); // what the dialog asked
     QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("headers"); // "Name: value" lines; none given: the body's content type; "-": none
     QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("expected"); // the coordinates, or the log text shown
 
     const QString unchanged = "9|9|9|8|8|8";
     const QByteArray pos = R"({"command":"GetPlayerPos","vList":)";
-    QTest::newRow("two vectors") << 200 << pos + R"([{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})" << "1|2|3|0|90|0";
-    QTest::newRow("command name in lower case") << 200 << QByteArray(R"({"command":"getplayerpos","vList":[{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})") << "1|2|3|0|90|0";
-    QTest::newRow("more than six digits are rounded") << 200 << pos + R"([{"x":1.23456789,"y":-0.000123456789,"z":1e9},{}]})" << "1.23457|-0.000123457|1e+09|0|0|0";
-    QTest::newRow("a vector with missing axes reads them as 0") << 200 << pos + R"([{"x":1},{"y":5}]})" << "1|0|0|0|5|0";
-    QTest::newRow("vectors that are no objects read as 0") << 200 << pos + R"(["a","b"]})" << "0|0|0|0|0|0";
-    QTest::newRow("one vector") << 200 << pos + R"([{"x":1,"y":2,"z":3}]})" << unchanged;
-    QTest::newRow("no vector list") << 200 << QByteArray(R"({"command":"GetPlayerPos","sList":["no position"]})") << unchanged;
-    QTest::newRow("vector list that is an object") << 200 << pos + R"({"x":1,"y":2}})" << unchanged;
-    QTest::newRow("reply to another command") << 200 << QByteArray(R"({"command":"KickPlayer","vList":[{"x":1},{"x":2}]})") << unchanged;
-    QTest::newRow("body that is not JSON") << 200 << QByteArray("<html>busy</html>") << unchanged;
-    QTest::newRow("refused with 403") << 403 << Refusal << unchanged;
-}
-
-void tst_zrv_meeting_dialogs_replies::playerPosReplies()
-{
-    QFETCH(int, status);
-    QFETCH(QByteArray, body);
-    QFETCH(QString, expected);
-
-    ZRVMeetingInfo info;
-    info.fromJson(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})");
-    ZRVSpawnPoint start;
-    start.fromJson(R"({"Id":1,"Name":"Stage","Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8}})");
-    ZRV_SpawnPointEditDialog dlg(info, start, m_thread.get());
-    ModalAnswerer answerer;
-    answerer.arm(5000);
-    m_server->enqueueJson(status, body);
-    QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
-    QVERIFY(m_server->waitForRequests(1));
-    const RecordedRequest sent = m_server->lastRequest();
-    QCOMPARE(sent.method + ' ' + sent.target, "POST /zrv/svc/meeting/wdr7k2m4/command");
-    QCOMPARE(QJsonDocument::fromJson(sent.body).object(), (QJsonObject{{"command", "GetPlayerPos"}, {"params", QJsonArray{"4"}}}));
-
-    // A later request's answer, held back a little on a connection of its own,
-    // comes after the command's answer has been dealt with.
-    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, "barrier\n", 300);
-    QSignalSpy barrier(m_thread.get(), &ZRV_MeetingsInfoThread::serviceLog);
-    m_thread->getServiceLog(1);
-    QVERIFY(barrier.wait(5000));
-    QStringList fields;
-    for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
-        fields << dlg.findChild<QLineEdit *>(name)->text();
-    QCOMPARE(fields.join('|'), expected);
-    QCOMPARE(dlg.findChild<QLineEdit *>("leTitle")->text(), "Stage");
-    QVERIFY(answerer.seen().isEmpty());
-}
-
-void tst_zrv_meeting_dialogs_replies::logReplies_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("headers"); // "Name: value" lines
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("expected");
-
+    const QByteArray json = "Content-Type: application/json";
+    QTest::newRow("position: two vectors") << "pos" << 200 << QByteArray() << pos + R"([{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})" << "1|2|3|0|90|0";
+    QTest::newRow("position: command name in lower case") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"getplayerpos","vList":[{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})") << "1|2|3|0|90|0";
+    QTest::newRow("position: more than six digits are rounded") << "pos" << 200 << QByteArray() << pos + R"([{"x":1.23456789,"y":-0.000123456789,"z":1e9},{}]})" << "1.23457|-0.000123457|1e+09|0|0|0";
+    QTest::newRow("position: a vector with missing axes reads them as 0") << "pos" << 200 << QByteArray() << pos + R"([{"x":1},{"y":5}]})" << "1|0|0|0|5|0";
+    QTest::newRow("position: vectors that are no objects read as 0") << "pos" << 200 << QByteArray() << pos + R"(["a","b"]})" << "0|0|0|0|0|0";
+    QTest::newRow("position: one vector") << "pos" << 200 << QByteArray() << pos + R"([{"x":1,"y":2,"z":3}]})" << unchanged;
+    QTest::newRow("position: no vector list") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"GetPlayerPos","sList":["no position"]})") << unchanged;
+    QTest::newRow("position: vector list that is an object") << "pos" << 200 << QByteArray() << pos + R"({"x":1,"y":2}})" << unchanged;
+    QTest::newRow("position: reply to another command") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"KickPlayer","vList":[{"x":1},{"x":2}]})") << unchanged;
+    QTest::newRow("position: body that is not JSON") << "pos" << 200 << json << QByteArray("<html>busy</html>") << unchanged;
+    QTest::newRow("position: refused with 403") << "pos" << 403 << QByteArray() << Refusal << unchanged;
     const QString empty = "Empty log file";
-    const QString failed = "Error getting logfile.";
-    const QByteArray text = "Content-Type: text/plain";
-    QTest::newRow("plain text") << 200 << text << QByteArray("line 1\nline 2\n") << "line 1\nline 2\n";
-    QTest::newRow("empty body") << 200 << text << QByteArray() << empty;
-    QTest::newRow("no content type: the body is not read") << 200 << QByteArray() << QByteArray("line\n") << empty;
-    QTest::newRow("compressed body") << 200 << text + "\nContent-Encoding: gzip" << QByteArray("\x1f\x8b\x08\x00", 4) << empty;
-    QTest::newRow("bytes that are no UTF-8") << 200 << QByteArray("Content-Type: application/octet-stream")
-                                             << QByteArray("\xff\xfe\xfd") << QString(3, QChar::ReplacementCharacter);
-    QTest::newRow("JSON is shown as text") << 200 << QByteArray("Content-Type: application/json")
-                                           << QByteArray(R"({"lines":["a"]})") << R"({"lines":["a"]})";
-    QTest::newRow("refused with 403") << 403 << QByteArray("Content-Type: application/json") << Refusal << failed;
-    QTest::newRow("server error") << 500 << text << QByteArray("boom") << failed;
+    QTest::newRow("log: plain text") << "log" << 200 << QByteArray() << QByteArray("line 1\nline 2\n") << "line 1\nline 2\n";
+    QTest::newRow("log: empty body") << "log" << 200 << QByteArray() << QByteArray() << empty;
+    QTest::newRow("log: no content type, the body is not read") << "log" << 200 << QByteArray("-") << QByteArray("line\n") << empty;
+    QTest::newRow("log: compressed body") << "log" << 200 << QByteArray("Content-Type: text/plain\nContent-Encoding: gzip")
+                                          << QByteArray("\x1f\x8b\x08\x00", 4) << empty;
+    QTest::newRow("log: bytes that are no UTF-8") << "log" << 200 << QByteArray("Content-Type: application/octet-stream")
+                                                  << QByteArray("\xff\xfe\xfd") << QString(3, QChar::ReplacementCharacter);
+    QTest::newRow("log: JSON is shown as text") << "log" << 200 << QByteArray() << QByteArray(R"({"lines":["a"]})") << R"({"lines":["a"]})";
+    QTest::newRow("log: refused with 403") << "log" << 403 << QByteArray() << Refusal << "Error getting logfile.";
+    QTest::newRow("log: server error") << "log" << 500 << QByteArray() << QByteArray("boom") << "Error getting logfile.";
 }
 
-void tst_zrv_meeting_dialogs_replies::logReplies()
+void tst_zrv_meeting_dialogs_replies::replies()
 {
+    QFETCH(QString, call);
     QFETCH(int, status);
     QFETCH(QByteArray, headers);
     QFETCH(QByteArray, body);
     QFETCH(QString, expected);
 
     QList<QPair<QByteArray, QByteArray>> list;
-    for (const QByteArray &line : headers.split('\n')) {
-        if (!line.isEmpty())
+    for (const QByteArray &line : (headers.isEmpty() ? "Content-Type: " + contentType(body) : headers).split('\n')) {
+        if (line.contains(':'))
             list.append({line.left(line.indexOf(':')), line.mid(line.indexOf(':') + 2)});
     }
     m_server->enqueue(status, list, body);
-    ZRV_LogfileDialog dlg(m_thread.get());
-    dlg.findChild<QCheckBox *>("chkAutoUpdate")->setChecked(false);
-    QSignalSpy replies(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
-    QString shown;
     ModalAnswerer answerer;
-    answerer.handle([&](QWidget *w) {
-        (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000); // counted below
-        shown = logText(w);
-        pressOk(w);
-    });
-    answerer.arm(10000);
-    dlg.showMirrorLog("wdr7k2m4");
-
-    QCOMPARE(replies.count(), 1);
-    QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=100");
+    QString shown;
+    if (call == "log") {
+        ZRV_LogfileDialog dlg(m_thread.get());
+        dlg.findChild<QCheckBox *>("chkAutoUpdate")->setChecked(false);
+        QSignalSpy replies(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
+        answerer.handle([&](QWidget *w) {
+            (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000); // counted below
+            shown = logText(w);
+            pressOk(w);
+        });
+        answerer.arm(10000);
+        dlg.showMirrorLog("wdr7k2m4");
+        QCOMPARE(replies.count(), 1);
+        QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=100");
+    } else {
+        ZRVMeetingInfo info;
+        info.fromJson(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})");
+        ZRVSpawnPoint start;
+        start.fromJson(R"({"Id":1,"Name":"Stage","Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8}})");
+        ZRV_SpawnPointEditDialog dlg(info, start, m_thread.get());
+        answerer.arm(5000);
+        QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
+        QVERIFY(m_server->waitForRequests(1));
+        const RecordedRequest sent = m_server->lastRequest();
+        QCOMPARE(sent.method + ' ' + sent.target, "POST /zrv/svc/meeting/wdr7k2m4/command");
+        QCOMPARE(QJsonDocument::fromJson(sent.body).object(), (QJsonObject{{"command", "GetPlayerPos"}, {"params", QJsonArray{"4"}}}));
+        // A later request's answer, held back a little on a connection of its own,
+        // comes after the command's answer has been dealt with.
+        m_server->enqueue(200, {{"Content-Type", "text/plain"}}, "barrier\n", 300);
+        QSignalSpy barrier(m_thread.get(), &ZRV_MeetingsInfoThread::serviceLog);
+        m_thread->getServiceLog(1);
+        QVERIFY(barrier.wait(5000));
+        QStringList fields;
+        for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
+            fields << dlg.findChild<QLineEdit *>(name)->text();
+        shown = fields.join('|');
+        QCOMPARE(dlg.findChild<QLineEdit *>("leTitle")->text(), "Stage");
+    }
     QCOMPARE(shown, expected);
-    QCOMPARE(answerer.seen().size(), 1); // the viewer and no box
+    for (const ModalAnswerer::Seen &seen : answerer.seen())
+        QCOMPARE(seen.className, "ZRV_LogfileDialog"); // and no box
 }
 
 void tst_zrv_meeting_dialogs_replies::viewer_data()
