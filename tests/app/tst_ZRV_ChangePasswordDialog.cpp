@@ -6,7 +6,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QUrlQuery>
 
 #include "ConsoleFixture.h"
 #include "ModalAnswerer.h"
@@ -127,10 +126,7 @@ private slots:
         QCOMPARE(request.method + ' ' + request.target, "PATCH /idp/auth/user/" + PresenterId.toLatin1() + "/pwdreset");
         QVERIFY(!request.hasHeader("Authorization"));
         QCOMPARE(request.header("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
-        const QUrlQuery form(QString::fromUtf8(request.body));
-        QCOMPARE(QStringList({form.queryItemValue("client"), form.queryItemValue("username"), form.queryItemValue("password", QUrl::FullyDecoded),
-                              form.queryItemValue("passwordold", QUrl::FullyDecoded)}),
-                 QStringList({"BVK", "presenter", "new & secret", "presenter123"}));
+        QCOMPARE(request.body, QByteArray("client=BVK&password=new%20%26%20secret&passwordold=presenter123&username=presenter"));
         const ZRV_LoginData after = dialog.loginData();
         QCOMPARE(after.accessToken + '|' + after.refreshToken, before.accessToken + "|rt.fresh");
         const qint64 left = QDateTime::currentDateTime().secsTo(after.tokenExpiry);
