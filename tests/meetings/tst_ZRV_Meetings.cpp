@@ -309,9 +309,14 @@ void tst_ZRV_Meetings::actions_data()
     // Simulator values, ";" between; "emitted": live records handed out; "clipboard".
     QTest::addColumn<QString>("probes");
     QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("fault");    // status, path and count of a refusal by the simulator
     QTest::addColumn<QString>("caption");  // of the button, before ">" after
     QTest::addColumn<QString>("picture");  // of the meeting's status or the member's microphone, after a poll
-    QTest::addColumn<QString>("fault");    // status, path and count of a refusal by the simulator
+    const auto row = [](const char *name, const QString &meeting, int member, const QString &button, const QString &answer,
+                        const QString &asked, const QString &probes, const QString &expected, const QString &fault = {},
+                        const QString &caption = {}, const QString &picture = {}) {
+        QTest::newRow(name) << meeting << member << button << answer << asked << probes << expected << fault << caption << picture;
+    };
 
     const QString w = "wdr7k2m4";
     const QString kick = "Kick User|Kick user Guest Bjarne from meeting wdr7k2m4?|2";
@@ -319,52 +324,41 @@ void tst_ZRV_Meetings::actions_data()
     const QString points = "Manage Spawn Points for Meeting WDR7K2M4||0";
     const QString sent = "meetingLogs/wdr7k2m4/Message to all: ";
     const QString spawn = "emitted;live/wdr7k2m4/spawnPoints/0/Name;live/wdr7k2m4/spawnPoints/0/Id;live/wdr7k2m4/spawnPoints/1/Id";
-    QTest::newRow("start a pending meeting") << "prl5t8c6" << -1 << "btnMeetingActivate" << "" << ""
-                                             << "meetings/prl5t8c6/status" << "active" << "&Start>" << "green.svg" << "";
-    QTest::newRow("stop a running meeting") << w << -1 << "btnMeetingActivate" << "" << "" << "meetings/wdr7k2m4/status"
-                                            << "pending" << "&Stop>" << "red.svg" << "";
-    QTest::newRow("mute a member") << w << 1 << "btnMuteUser" << "" << "" << "live/wdr7k2m4/clients/1/voiceEnabled"
-                                   << "false" << "Mute>Unmute" << "mic_disabled.png" << "";
-    QTest::newRow("presenter role given; several may hold it") << w << 1 << "btnPresenter" << "" << ""
-        << "live/wdr7k2m4/clients/1/currentRole;live/wdr7k2m4/clients/0/currentRole" << "Presenter;Presenter"
-        << "Give Presenter>Take Presenter" << "" << "";
-    QTest::newRow("kick, Yes") << w << 2 << "btnKickUser" << "Yes" << kick << "live/wdr7k2m4/clients" << "2" << "" << "" << "";
-    QTest::newRow("kick, No") << w << 2 << "btnKickUser" << "No" << kick << "live/wdr7k2m4/clients" << "3" << "" << "" << "";
-    QTest::newRow("message confirmed") << w << -1 << "btnSendMsg" << "Ok:Break until ten past" << message
-                                       << sent + "Break until ten past" << "1" << "" << "" << "";
-    QTest::newRow("message cancelled") << w << -1 << "btnSendMsg" << "Cancel:Never sent" << message << sent + "Never sent"
-                                       << "0" << "" << "" << "";
-    QTest::newRow("empty message is not sent") << w << -1 << "btnSendMsg" << "Ok:" << message << sent << "0" << "" << "" << "";
-    QTest::newRow("spawn points reordered: stored with ids by position") << w << -1 << "btnSpawnPoints" << "Ok" << points
-                                                                         << spawn << "1;Position 1;0;1" << "" << "" << "";
-    QTest::newRow("spawn points cancelled: nothing sent") << w << -1 << "btnSpawnPoints" << "Cancel" << points << spawn
-                                                          << "0;Start;0;1" << "" << "" << "";
+    row("start a pending meeting", "prl5t8c6", -1, "btnMeetingActivate", "", "", "meetings/prl5t8c6/status", "active", "",
+        "&Start>", "green.svg");
+    row("stop a running meeting", w, -1, "btnMeetingActivate", "", "", "meetings/wdr7k2m4/status", "pending", "", "&Stop>", "red.svg");
+    row("mute a member", w, 1, "btnMuteUser", "", "", "live/wdr7k2m4/clients/1/voiceEnabled", "false", "", "Mute>Unmute",
+        "mic_disabled.png");
+    row("presenter role given; several may hold it", w, 1, "btnPresenter", "", "",
+        "live/wdr7k2m4/clients/1/currentRole;live/wdr7k2m4/clients/0/currentRole", "Presenter;Presenter", "",
+        "Give Presenter>Take Presenter");
+    row("kick, Yes", w, 2, "btnKickUser", "Yes", kick, "live/wdr7k2m4/clients", "2");
+    row("kick, No", w, 2, "btnKickUser", "No", kick, "live/wdr7k2m4/clients", "3");
+    row("message confirmed", w, -1, "btnSendMsg", "Ok:Break until ten past", message, sent + "Break until ten past", "1");
+    row("message cancelled", w, -1, "btnSendMsg", "Cancel:Never sent", message, sent + "Never sent", "0");
+    row("empty message is not sent", w, -1, "btnSendMsg", "Ok:", message, sent, "0");
+    row("spawn points reordered: stored with ids by position", w, -1, "btnSpawnPoints", "Ok", points, spawn, "1;Position 1;0;1");
+    row("spawn points cancelled: nothing sent", w, -1, "btnSpawnPoints", "Cancel", points, spawn, "0;Start;0;1");
     const QString invite = "Invite URL Copied To Clipboard|The meeting invite URL has been copied to the clipboard.|1";
-    QTest::newRow("invite URL of an open meeting: its id only") << w << -1 << "btnURL" << "" << invite << "clipboard"
-                                                                << "http://127.0.0.1/?meetingid=wdr7k2m4" << "" << "" << "";
-    // The stored hash, not the password, and percent-encoded.
-    QTest::newRow("invite URL of a protected meeting") << "onb3v6p2" << -1 << "btnURL" << "" << invite << "clipboard"
-        << "http://127.0.0.1/?meetingid=onb3v6p2&pwd=" + QString(QUrl::toPercentEncoding(shaOf("welcome"))) << "" << "" << "";
+    row("invite URL of an open meeting: its id only", w, -1, "btnURL", "", invite, "clipboard",
+        "http://127.0.0.1/?meetingid=wdr7k2m4");
+    row("invite URL of a protected meeting: the stored hash, percent-encoded", "onb3v6p2", -1, "btnURL", "", invite, "clipboard",
+        "http://127.0.0.1/?meetingid=onb3v6p2&pwd=" + QString(QUrl::toPercentEncoding(shaOf("welcome"))));
     // Refusals: the meeting stays as it was.
     const QString registry = QString(ConsoleFixture::MeetingBase) + "/meetings/prl5t8c6 1";
     const QString refused = "Cannot start meeting|Not allowed to modify meeting.|1";
     const QString status = "meetings/prl5t8c6/status";
     const QString editor = "||0\n"; // seen before its delayed title
-    QTest::newRow("403 on start") << "prl5t8c6" << -1 << "btnMeetingActivate" << "" << refused << status << "pending"
-                                  << "" << "" << "403 " + registry;
-    QTest::newRow("403 on modify") << "prl5t8c6" << -1 << "btnMeetingEdit" << "" << editor + refused << status << "pending"
-                                   << "" << "" << "403 " + registry;
-    QTest::newRow("402 licence limit on start") << "prl5t8c6" << -1 << "btnMeetingActivate" << "" << refused << status
-                                                << "pending" << "" << "" << "402 " + registry;
-    QTest::newRow("405 licence limit on modify") << "prl5t8c6" << -1 << "btnMeetingEdit" << "" << editor + refused << status
-                                                 << "pending" << "" << "" << "405 " + registry;
-    QTest::newRow("500 on start is only logged") << "prl5t8c6" << -1 << "btnMeetingActivate" << "" << "" << status
-                                                 << "pending" << "" << "" << "500 " + registry;
+    row("403 on start", "prl5t8c6", -1, "btnMeetingActivate", "", refused, status, "pending", "403 " + registry);
+    row("403 on modify", "prl5t8c6", -1, "btnMeetingEdit", "", editor + refused, status, "pending", "403 " + registry);
+    row("402 licence limit on start", "prl5t8c6", -1, "btnMeetingActivate", "", refused, status, "pending", "402 " + registry);
+    row("405 licence limit on modify", "prl5t8c6", -1, "btnMeetingEdit", "", editor + refused, status, "pending", "405 " + registry);
+    row("500 on start is only logged", "prl5t8c6", -1, "btnMeetingActivate", "", "", status, "pending", "500 " + registry);
     // The live list fails for the load and for the selection: no live record at all.
-    QTest::newRow("start without a live record") << "prl5t8c6" << -1 << "btnMeetingActivate" << ""
-        << "Error changing meeting status|There was an error changing the status of the meeting. "
-           "Please refresh the meeting list and try again later.|1"
-        << status << "pending" << "" << "" << "503 " + QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meetings 2";
+    row("start without a live record", "prl5t8c6", -1, "btnMeetingActivate", "",
+        "Error changing meeting status|There was an error changing the status of the meeting. "
+        "Please refresh the meeting list and try again later.|1",
+        status, "pending", "503 " + QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meetings 2");
 }
 
 void tst_ZRV_Meetings::actions()
