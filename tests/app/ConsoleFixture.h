@@ -33,10 +33,8 @@ public:
     SimProcess &sim() { return m_sim; }
     QString simBaseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_sim.port()); }
 
-    // Signs in through the real ZRV_Login; on a refusal lastMessages() holds
-    // the titles and texts of the boxes seen.
+    // Signs in through the real ZRV_Login; false on a refusal.
     bool signIn(const QString &user, const QString &password, ZRV_LoginData *out, int timeoutMs = 15000);
-    QStringList lastMessages() const { return m_messages; }
 
     QList<int> exitCodes() const { return *m_exitCodes; }
     void clearExitCodes() { m_exitCodes->clear(); }
@@ -46,6 +44,5 @@ private:
     SimProcess m_sim;
     std::unique_ptr<ZRV_Config> m_config;
     std::shared_ptr<QList<int>> m_exitCodes = std::make_shared<QList<int>>();
-    QStringList m_messages;
     QString m_error;
 };

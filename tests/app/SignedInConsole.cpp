@@ -115,15 +115,6 @@ QJsonValue SignedInConsole::serviceGet(const QString &path)
     return doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object());
 }
 
-QJsonObject SignedInConsole::assetNamed(const QJsonObject &record, const QString &name)
-{
-    for (const QJsonValue &v : record.value("assets").toArray()) {
-        if (v.toObject().value("Name").toString() == name)
-            return v.toObject();
-    }
-    return QJsonObject();
-}
-
 QStringList SignedInConsole::assetRows() const
 {
     QStringList rows;

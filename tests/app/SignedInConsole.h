@@ -33,8 +33,6 @@ public:
     QJsonObject liveRecord(const QString &meetingId) { return serviceGet("/meeting/" + meetingId + "/info").toObject(); }
     QJsonArray bundles() { return serviceGet("/assetbundle?bundleId=").toArray(); }
     QJsonArray banlist() { return serviceGet("/banlist?banlistId=").toArray(); }
-    // The asset of this name in the record, empty when there is none.
-    static QJsonObject assetNamed(const QJsonObject &record, const QString &name);
 
     QTableWidget *assets() const { return window->findChild<QTableWidget *>("tblAssets"); }
     // Rows of tblAssets as "col0|col1|col2|col3".
