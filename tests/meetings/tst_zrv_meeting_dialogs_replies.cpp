@@ -298,22 +298,23 @@ void tst_zrv_meeting_dialogs_replies::banlist_data()
     const QString reread = "\nGET /zrv/svc/banlist";
     const QString noName = "Empty name not allowed.|Cannot add entry without a name.";
     const QString noUrl = "Empty entry not allowed.|Cannot add empty entry.";
-    QTest::newRow("list that is not an array") << QStringList() << "read" << 200 << QByteArray(R"({"Id":1})") << "" << "" << 0;
-    QTest::newRow("add answered with text that is no number: read again") << nu << "add" << 200 << QByteArray("created")
-                                                                         << "" << post + reread << 2;
-    QTest::newRow("add refused with 403: not read again") << nu << "add" << 403 << Refusal
-        << "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nNot allowed" << post << 1;
-    QTest::newRow("delete answered with text that is no number: read again") << QStringList() << "delete" << 200
-                                                                              << QByteArray("gone") << "" << del + reread << 0;
-    QTest::newRow("delete refused with 403: not read again") << QStringList() << "delete" << 403 << Refusal
-        << "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nNot allowed" << del << 1;
-    QTest::newRow("cancel at the name asks nothing further") << QStringList{"<cancel>"} << "add" << 0 << QByteArray() << noName << "" << 1;
-    QTest::newRow("empty name") << QStringList{""} << "add" << 0 << QByteArray() << noName << "" << 1;
-    QTest::newRow("name, then cancel at the URL") << QStringList{"x", "<cancel>"} << "add" << 0 << QByteArray() << noUrl << "" << 1;
-    QTest::newRow("name, then an empty URL") << QStringList{"x", ""} << "add" << 0 << QByteArray() << noUrl << "" << 1;
-    QTest::newRow("a line whose id was not in the last list") << QStringList() << "delete 987654" << 0 << QByteArray()
-                                                             << "Delete not possible|Invalid entry - Could not delete" << "" << 2;
-    QTest::newRow("a line whose data is no number: nothing") << QStringList() << "delete abc" << 0 << QByteArray() << "" << "" << 2;
+    const auto row = [](const char *name, const QString &action, const QStringList &typed, int lines, const QString &box = {},
+                        const QString &requests = {}, int status = 0, const QByteArray &reply = {}) {
+        QTest::newRow(name) << typed << action << status << reply << box << requests << lines;
+    };
+    row("list that is not an array", "read", {}, 0, "", "", 200, R"({"Id":1})");
+    row("add answered with text that is no number: read again", "add", nu, 2, "", post + reread, 200, "created");
+    row("add refused with 403: not read again", "add", nu, 1,
+        "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nNot allowed", post, 403, Refusal);
+    row("delete answered with text that is no number: read again", "delete", {}, 0, "", del + reread, 200, "gone");
+    row("delete refused with 403: not read again", "delete", {}, 1,
+        "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nNot allowed", del, 403, Refusal);
+    row("cancel at the name asks nothing further", "add", {"<cancel>"}, 1, noName);
+    row("empty name", "add", {""}, 1, noName);
+    row("name, then cancel at the URL", "add", {"x", "<cancel>"}, 1, noUrl);
+    row("name, then an empty URL", "add", {"x", ""}, 1, noUrl);
+    row("a line whose id was not in the last list", "delete 987654", {}, 2, "Delete not possible|Invalid entry - Could not delete");
+    row("a line whose data is no number: nothing", "delete abc", {}, 2);
 }
 
 void tst_zrv_meeting_dialogs_replies::banlist()
