@@ -464,12 +464,12 @@ private slots:
         QVERIFY(p);
         QPushButton *abort = p->button("btnAbort");
         QList<int> modes;
-        connect(&p->page, &ZRV_S3::transferProgress, this, [&](int mode, QString, QString, qlonglong size,
-                                                               qlonglong done) {
-            modes << mode;
-            if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
-                QTest::mouseClick(abort, Qt::LeftButton);
-        });
+        connect(&p->page, &ZRV_S3::transferProgress, this,
+                [&](int mode, QString, QString, qlonglong size, qlonglong done) {
+                    modes << mode;
+                    if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
+                        QTest::mouseClick(abort, Qt::LeftButton);
+                });
         QSignalSpy queue(&p->page, &ZRV_S3::updateQueue);
         ModalAnswerer answerer;
         answerer.pressButton(QMessageBox::Yes);

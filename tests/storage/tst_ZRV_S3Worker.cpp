@@ -31,9 +31,9 @@ public:
         }
         connect(&w, &ZRV_S3Worker::transferProgress, this,
                 [this](int mode, QString, QString, qlonglong size, qlonglong done) {
-            names << (mode == -1 ? "clear" : size == 0 && done == 0 ? "open" : "step");
-            lastDone = done;
-        });
+                    names << (mode == -1 ? "clear" : size == 0 && done == 0 ? "open" : "step");
+                    lastDone = done;
+                });
     }
     QAWSException error() const
     {
@@ -268,11 +268,11 @@ private slots:
         auto once = std::make_shared<QMetaObject::Connection>();
         *once = connect(&w, &ZRV_S3Worker::transferProgress, this,
                         [&w, once](int mode, QString, QString, qlonglong size) {
-            if (mode != -1 && size == 0) {
-                disconnect(*once);
-                w.doPause();
-            }
-        });
+                            if (mode != -1 && size == 0) {
+                                disconnect(*once);
+                                w.doPause();
+                            }
+                        });
         const auto start = [&] {
             upload ? w.doUpload(bucket, "dropped.bin", path) : w.doDownload(bucket, "dropped.bin", path);
         };
