@@ -21,11 +21,12 @@ namespace {
 
 constexpr int Wait = 30000;
 
-// Clicks `button` and answers what follows: the export dialog, looked for
-// among the top-level widgets since it runs without a modal loop of its own,
-// with `untick` cleared and Ok or Cancel; every box with Ok. Returns the
-// dialog's title, then the boxes as "title: text".
-QStringList run(QPushButton *button, bool ok = true, const QString &untick = "-")
+// Clicks the button with the file chooser's next answer preset, and answers
+// what follows: the export dialog, looked for among the top-level widgets
+// since it runs without a modal loop of its own, with `untick` cleared and Ok
+// or Cancel; every box with Ok. Returns the dialog's title, then the boxes
+// as "title: text".
+QStringList run(SignedInConsole &c, const QString &button, const QString &file, bool ok = true, const QString &untick = "-")
 {
     QStringList out;
     QTimer poll;
@@ -45,8 +46,10 @@ QStringList run(QPushButton *button, bool ok = true, const QString &untick = "-"
     ModalAnswerer answerer;
     answerer.pressButton(QMessageBox::Ok);
     answerer.arm(Wait);
-    QTest::mouseClick(button, Qt::LeftButton);
-    if (button->objectName() != "btnImport")
+    ZRV_FileChooser::clear();
+    ZRV_FileChooser::setNextAnswer(file);
+    QTest::mouseClick(c.window->findChild<QPushButton *>(button), Qt::LeftButton);
+    if (button != "btnImport")
         QTest::qWaitFor([&] { return !poll.isActive(); }, Wait);
     answerer.disarm();
     for (const ModalAnswerer::Seen &s : answerer.seen())
@@ -76,10 +79,8 @@ class TestZRV_ServerApp_Export : public QObject
 private slots:
     void initTestCase();
     void exportThenImport();
-    void exportAll_data();
-    void exportAll();
-    void brokenImport_data();
-    void brokenImport();
+    void fileDialogs_data();
+    void fileDialogs();
 
 private:
     MotoServer m_moto;
@@ -97,9 +98,8 @@ void TestZRV_ServerApp_Export::exportThenImport()
 {
     SignedInConsole c;
     QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("brd9q3x1"), qPrintable(c.error));
-    ZRV_FileChooser::setNextAnswer(m_dir.filePath("board"));
     const QString path = m_dir.filePath("board.zrm");
-    QCOMPARE(run(c.window->findChild<QPushButton *>("btnExport")),
+    QCOMPARE(run(c, "btnExport", m_dir.filePath("board")),
              QStringList({"Export Meeting brd9q3x1", "Meeting exported: Meeting components exported to " + path + "."}));
     QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save meeting components to file"));
 
@@ -107,82 +107,68 @@ void TestZRV_ServerApp_Export::exportThenImport()
     // 0 and 1: the asset comes with a new id and without its store, the
     // placeholder keeps its id, points are merged by Id, bundles replaced.
     QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    ZRV_FileChooser::setNextAnswer(path);
-    QCOMPARE(run(c.window->findChild<QPushButton *>("btnImport")), QStringList());
-    const QStringList asset{"Id", "Name", "Mode", "StgRelPath", "StgSize", "StgBucket"};
-    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assets", asset),
+    QCOMPARE(run(c, "btnImport", path), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assets", {"Id", "Name", "Mode", "StgRelPath", "StgSize", "StgBucket"}),
                               QStringList({"1 stage.fbx 1 presenter/models/stage.fbx 482133 zarvo ",
                                            "2 stage.fbx 1 admin/models/stage.fbx 0  ",
-                                           "22001 Agenda 3 https://www.brenvik-demo.example/agenda 0  "}),
-                              Wait);
+                                           "22001 Agenda 3 https://www.brenvik-demo.example/agenda 0  "}), Wait);
     QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assetBundles", {"Id", "Name"}), QStringList{"ab-0001 Zarvo Lobby "}, Wait);
     QCOMPARE(texts(c.liveRecord("prl5t8c6"), "spawnPoints", {"Id", "Name", "MeetingId"}),
              QStringList({"0 Start brd9q3x1 ", "1 Position 1 brd9q3x1 "}));
     QTRY_COMPARE_WITH_TIMEOUT(c.assets()->rowCount(), 4, Wait);
 }
 
-void TestZRV_ServerApp_Export::exportAll_data()
+// Export All into a folder, or an import of a broken file; neither changes
+// the selected meeting.
+void TestZRV_ServerApp_Export::fileDialogs_data()
 {
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<QByteArray>("content"); // of the file imported; null: no such file
     QTest::addColumn<bool>("ok");
-    QTest::addColumn<bool>("folderGiven");
     QTest::addColumn<QStringList>("seen");
-    QTest::addColumn<QStringList>("files");
-
-    QTest::newRow("one file per live meeting, named by id and creator")
-        << true << true << QStringList{"Export Meetings", "Meetings exported: Meetings exported to {dir}."}
-        << QStringList{"brd9q3x1_admin.zrm", "onb3v6p2_groupadmin.zrm", "prl5t8c6_presenter.zrm", "shw4n1r8_cloud.zrm",
-                       "wdr7k2m4_presenter.zrm"};
-    QTest::newRow("folder dialog left empty: silently nothing") << true << false << QStringList{"Export Meetings"} << QStringList();
-    QTest::newRow("dialog cancelled: no folder asked") << false << true << QStringList{"Export Meetings"} << QStringList();
-}
-
-void TestZRV_ServerApp_Export::exportAll()
-{
-    QFETCH(bool, ok);
-    QFETCH(bool, folderGiven);
-    QFETCH(QStringList, seen);
-    QFETCH(QStringList, files);
-    QTemporaryDir dir;
-    SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()), qPrintable(c.error));
-    // The live list arrives with the first poll.
-    QVERIFY(QTest::qWaitFor([&] { return c.liveRecord("brd9q3x1").contains("meetingId"); }, Wait));
-    ZRV_FileChooser::clear();
-    ZRV_FileChooser::setNextAnswer(folderGiven ? dir.path() : QString());
-    QCOMPARE(run(c.window->findChild<QPushButton *>("btnExportAll"), ok, "chkSpawnPoints"), seen.replaceInStrings("{dir}", dir.path()));
-    QCOMPARE(ZRV_FileChooser::lastCaption(), ok ? QString("Export all meetings to directory") : QString());
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files, QDir::Name), files);
-    // The dialog's boxes hold for every file.
-    QFile board(dir.filePath(files.value(0)));
-    QCOMPARE(files.isEmpty() || !board.open(QIODevice::ReadOnly) ? QStringList() : QJsonDocument::fromJson(board.readAll()).object().keys(),
-             files.isEmpty() ? QStringList() : QStringList({"assetbundles", "assets", "urls"}));
-}
-
-void TestZRV_ServerApp_Export::brokenImport_data()
-{
-    QTest::addColumn<QByteArray>("content"); // empty: no file at all
-    QTest::addColumn<QString>("box");
+    QTest::addColumn<QStringList>("files"); // written by Export All
 
     const QString parse = "Error parsing import file: The import file could not be parsed correctly.";
-    QTest::newRow("file cannot be opened") << QByteArray() << "Cannot open import file: Import file could not be opened.";
-    QTest::newRow("not JSON") << QByteArray("assets=1") << parse;
-    QTest::newRow("root is an array") << QByteArray(R"([{"assets":[{"Name":"x"}]}])") << parse;
+    QTest::newRow("Export All: one file per live meeting, named by id and creator") << "btnExportAll" << QByteArray() << true
+        << QStringList{"Export Meetings", "Meetings exported: Meetings exported to {dir}."}
+        << QStringList{"brd9q3x1_admin.zrm", "onb3v6p2_groupadmin.zrm", "prl5t8c6_presenter.zrm", "shw4n1r8_cloud.zrm", "wdr7k2m4_presenter.zrm"};
+    QTest::newRow("Export All, folder dialog left empty: silently nothing")
+        << "btnExportAll" << QByteArray("") << true << QStringList{"Export Meetings"} << QStringList();
+    QTest::newRow("Export All cancelled: no folder asked")
+        << "btnExportAll" << QByteArray() << false << QStringList{"Export Meetings"} << QStringList();
+    QTest::newRow("import of a file that cannot be opened")
+        << "btnImport" << QByteArray() << true << QStringList{"Cannot open import file: Import file could not be opened."} << QStringList();
+    QTest::newRow("import of no JSON") << "btnImport" << QByteArray("assets=1") << true << QStringList{parse} << QStringList();
+    QTest::newRow("import of an array") << "btnImport" << QByteArray(R"([{"assets":[{"Name":"x"}]}])") << true << QStringList{parse} << QStringList();
 }
 
-void TestZRV_ServerApp_Export::brokenImport()
+void TestZRV_ServerApp_Export::fileDialogs()
 {
+    QFETCH(QString, button);
     QFETCH(QByteArray, content);
+    QFETCH(QStringList, files);
     SignedInConsole c;
     QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("prl5t8c6"), qPrintable(c.error));
+    // The live list arrives with the first poll.
+    QVERIFY(QTest::qWaitFor([&] { return c.liveRecord("brd9q3x1").contains("meetingId"); }, Wait));
     const QJsonObject before = c.liveRecord("prl5t8c6");
+    QTemporaryDir dir;
     QFile file(m_dir.filePath(QTest::currentDataTag()));
     QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) == content.size()));
     file.close();
-    ZRV_FileChooser::clear();
-    ZRV_FileChooser::setNextAnswer(file.fileName());
-    QFETCH(QString, box);
-    QCOMPARE(run(c.window->findChild<QPushButton *>("btnImport")), QStringList{box});
+    QFETCH(bool, ok);
+    QFETCH(QStringList, seen);
+    QCOMPARE(run(c, button, button == "btnImport" ? file.fileName() : content.isNull() ? dir.path() : "", ok, "chkSpawnPoints"),
+             seen.replaceInStrings("{dir}", dir.path()));
+    QCOMPARE(ZRV_FileChooser::lastCaption(), QString(!ok ? "" : button == "btnImport" ? "Select Zarvo Export file" : "Export all meetings to directory"));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files, QDir::Name), files);
     QCOMPARE(c.liveRecord("prl5t8c6"), before);
+    if (files.isEmpty())
+        return;
+    // The dialog's boxes hold for every file.
+    QFile board(dir.filePath(files.first()));
+    QVERIFY(board.open(QIODevice::ReadOnly));
+    QCOMPARE(QJsonDocument::fromJson(board.readAll()).object().keys(), QStringList({"assetbundles", "assets", "urls"}));
 }
 
 QTEST_MAIN(TestZRV_ServerApp_Export)
