@@ -207,11 +207,11 @@ void TestZRV_ServerApp_Assets::change()
         const QString verb = step.section(' ', 0, 0), arg = step.section(' ', 1);
         if (verb == "add" || verb == "addall" || verb == "ban") {
             QVERIFY2(c.waitS3Listing() && c.selectS3File(arg.section('/', 0, -2), arg.section('/', -1)), qPrintable(c.error));
+            if (verb == "addall")
+                s3Files->selectAll();
             if (verb == "add")
                 emit s3Files->itemDoubleClicked(s3Files->selectedItems().first());
             else
-                s3Files->selectAll();
-            if (verb != "add")
                 c.window->findChild<QPushButton *>(verb == "ban" ? "btnS3BanFile" : "btnAdd")->click();
             QVERIFY(verb == "ban" || s3Files->selectedItems().isEmpty());
         } else if (verb == "dav") {
