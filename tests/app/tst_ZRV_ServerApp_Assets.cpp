@@ -1,5 +1,8 @@
 // A meeting's components in the signed-in console, each change read back
-// from the simulator. Storage is moto and sabre/dav on loopback.
+// from the simulator, and their export to .zrm files and import onto another
+// meeting. Storage is moto and sabre/dav on loopback.
+#include <QApplication>
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
@@ -11,41 +14,80 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include "DavServer.h"
 #include "ModalAnswerer.h"
 #include "MotoServer.h"
 #include "SignedInConsole.h"
+#include "ZRV_FileChooser.h"
 #include "ZRV_ServerApp.h"
 
 namespace {
 
 constexpr int Wait = 30000;
 
-// A meeting's assets as "Id Name Mode StgRelPath StgSize StgBucket StgHost
-// StgPreSgnPath StgCredentials Position Rotation Scale", "-" for a key not sent.
-QStringList assetTexts(const QJsonObject &record)
+// One list of the record as "<field> <field> ..." per element, sorted; "-"
+// for a key not sent.
+QStringList texts(const QJsonObject &record, const char *key, const QString &fields)
 {
     QStringList out;
-    for (const QJsonValue &v : record.value("assets").toArray()) {
-        QStringList fields;
-        for (const QString &key : {"Id", "Name", "Mode", "StgRelPath", "StgSize", "StgBucket", "StgHost", "StgPreSgnPath",
-                                   "StgCredentials", "Position", "Rotation", "Scale"}) {
-            const QJsonValue f = v[key];
-            fields << (f.isUndefined() ? "-" : f.isObject() ? QString("%1,%2,%3").arg(f["x"].toDouble()).arg(f["y"].toDouble()).arg(f["z"].toDouble())
+    for (const QJsonValue &v : record.value(key).toArray()) {
+        QStringList values;
+        for (const QString &field : fields.split(' ')) {
+            const QJsonValue f = v[field];
+            values << (f.isUndefined() ? "-" : f.isObject() ? QString("%1,%2,%3").arg(f["x"].toDouble()).arg(f["y"].toDouble()).arg(f["z"].toDouble())
                                                            : f.toVariant().toString());
         }
-        out << fields.join(' ');
+        out << values.join(' ');
     }
     out.sort();
     return out;
 }
 
+const QString AssetFields = "Id Name Mode StgRelPath StgSize StgBucket StgHost StgPreSgnPath StgCredentials Position Rotation Scale";
+
 void post(SignedInConsole &c, const QString &meetingId, const QByteArray &asset)
 {
     c.fx.sim().request("POST", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/" + meetingId + "/asset", asset,
                        {{"Authorization", c.bearer()}, {"Content-Type", "application/json"}});
+}
+
+// Clicks the button with the file chooser's next answer preset, and answers
+// what follows: the export dialog, looked for among the top-level widgets
+// since it runs without a modal loop of its own, with `untick` cleared and Ok
+// or Cancel; every box with Ok. Returns the dialog's title, then the boxes
+// as "title: text".
+QStringList run(SignedInConsole &c, const QString &button, const QString &file, bool ok = true, const QString &untick = "-")
+{
+    QStringList out;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        for (QWidget *w : QApplication::topLevelWidgets()) {
+            if (!w->inherits("ZRV_ExportDialog") || !w->isVisible() || !poll.isActive())
+                continue;
+            poll.stop();
+            out << w->windowTitle();
+            if (auto *box = w->findChild<QCheckBox *>(untick))
+                box->setChecked(false);
+            auto *buttons = w->findChild<QDialogButtonBox *>("buttonBox");
+            QTest::mouseClick(buttons->button(ok ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel), Qt::LeftButton);
+        }
+    });
+    poll.start(20);
+    ModalAnswerer answerer;
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.arm(Wait);
+    ZRV_FileChooser::clear();
+    ZRV_FileChooser::setNextAnswer(file);
+    QTest::mouseClick(c.window->findChild<QPushButton *>(button), Qt::LeftButton);
+    if (button != "btnImport")
+        QTest::qWaitFor([&] { return !poll.isActive(); }, Wait);
+    answerer.disarm();
+    for (const ModalAnswerer::Seen &s : answerer.seen())
+        out << s.title + ": " + s.text;
+    return out;
 }
 
 } // namespace
@@ -60,9 +102,13 @@ private slots:
     void change_data();
     void change();
     void componentsTable();
+    void exportThenImport();
+    void fileDialogs_data();
+    void fileDialogs();
 
 private:
     MotoServer m_moto;
+    QTemporaryDir m_dir;
     QTemporaryDir m_davData;
     DavServer m_dav;
 };
@@ -249,7 +295,7 @@ void TestZRV_ServerApp_Assets::change()
         .replace("{etag}", QString::fromLatin1(m_moto.objectHeader("zarvo", "admin/media/intro.mp4", "ETag")).remove('"'));
     const auto changed = [&] {
         QStringList out;
-        const QStringList was = assetTexts(before), now = assetTexts(c.liveRecord(meeting));
+        const QStringList was = texts(before, "assets", AssetFields), now = texts(c.liveRecord(meeting), "assets", AssetFields);
         for (const QString &text : now)
             out << (was.contains(text) ? QString() : "+" + text);
         for (const QString &text : was)
@@ -288,6 +334,82 @@ void TestZRV_ServerApp_Assets::componentsTable()
     QCOMPARE(c.assets()->item(0, 0)->data(Qt::UserRole).toInt(), -1);
     QCOMPARE(c.assets()->selectionModel()->selectedRows().value(0).row(), 1);
     QCOMPARE(c.assets()->item(1, 1), kept);
+}
+
+void TestZRV_ServerApp_Assets::exportThenImport()
+{
+    SignedInConsole c;
+    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("brd9q3x1"), qPrintable(c.error));
+    const QString path = m_dir.filePath("board.zrm");
+    QCOMPARE(run(c, "btnExport", m_dir.filePath("board")),
+             QStringList({"Export Meeting brd9q3x1", "Meeting exported: Meeting components exported to " + path + "."}));
+    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save meeting components to file"));
+
+    // Onto a meeting with its own asset 1, placeholder 22001 and spawn points
+    // 0 and 1: the asset comes with a new id and without its store, the
+    // placeholder keeps its id, points are merged by Id, bundles replaced.
+    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
+    QCOMPARE(run(c, "btnImport", path), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assets", "Id Name Mode StgRelPath StgSize StgBucket"),
+                              QStringList({"1 stage.fbx 1 presenter/models/stage.fbx 482133 zarvo", "2 stage.fbx 1 admin/models/stage.fbx 0 -",
+                                           "22001 Agenda 3 https://www.brenvik-demo.example/agenda 0 -"}), Wait);
+    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assetBundles", "Id Name"), QStringList{"ab-0001 Zarvo Lobby"}, Wait);
+    QCOMPARE(texts(c.liveRecord("prl5t8c6"), "spawnPoints", "Id Name MeetingId"),
+             QStringList({"0 Start brd9q3x1", "1 Position 1 brd9q3x1"}));
+    QTRY_COMPARE_WITH_TIMEOUT(c.assets()->rowCount(), 4, Wait);
+}
+
+// Export All into a folder, or an import of a broken file; neither changes
+// the selected meeting.
+void TestZRV_ServerApp_Assets::fileDialogs_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<QByteArray>("content"); // of the file imported; null: no such file
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("seen");
+    QTest::addColumn<QStringList>("files"); // written by Export All
+
+    const QString parse = "Error parsing import file: The import file could not be parsed correctly.";
+    QTest::newRow("Export All: one file per live meeting, named by id and creator") << "btnExportAll" << QByteArray() << true
+        << QStringList{"Export Meetings", "Meetings exported: Meetings exported to {dir}."}
+        << QStringList{"brd9q3x1_admin.zrm", "onb3v6p2_groupadmin.zrm", "prl5t8c6_presenter.zrm", "shw4n1r8_cloud.zrm", "wdr7k2m4_presenter.zrm"};
+    QTest::newRow("Export All, folder dialog left empty: silently nothing")
+        << "btnExportAll" << QByteArray("") << true << QStringList{"Export Meetings"} << QStringList();
+    QTest::newRow("Export All cancelled: no folder asked")
+        << "btnExportAll" << QByteArray() << false << QStringList{"Export Meetings"} << QStringList();
+    QTest::newRow("import of a file that cannot be opened")
+        << "btnImport" << QByteArray() << true << QStringList{"Cannot open import file: Import file could not be opened."} << QStringList();
+    QTest::newRow("import of no JSON") << "btnImport" << QByteArray("assets=1") << true << QStringList{parse} << QStringList();
+    QTest::newRow("import of an array") << "btnImport" << QByteArray(R"([{"assets":[{"Name":"x"}]}])") << true << QStringList{parse} << QStringList();
+}
+
+void TestZRV_ServerApp_Assets::fileDialogs()
+{
+    QFETCH(QString, button);
+    QFETCH(QByteArray, content);
+    QFETCH(QStringList, files);
+    SignedInConsole c;
+    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("prl5t8c6"), qPrintable(c.error));
+    // The live list arrives with the first poll.
+    QVERIFY(QTest::qWaitFor([&] { return c.liveRecord("brd9q3x1").contains("meetingId"); }, Wait));
+    const QJsonObject before = c.liveRecord("prl5t8c6");
+    QTemporaryDir dir;
+    QFile file(m_dir.filePath(QTest::currentDataTag()));
+    QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) == content.size()));
+    file.close();
+    QFETCH(bool, ok);
+    QFETCH(QStringList, seen);
+    QCOMPARE(run(c, button, button == "btnImport" ? file.fileName() : content.isNull() ? dir.path() : "", ok, "chkSpawnPoints"),
+             seen.replaceInStrings("{dir}", dir.path()));
+    QCOMPARE(ZRV_FileChooser::lastCaption(), QString(!ok ? "" : button == "btnImport" ? "Select Zarvo Export file" : "Export all meetings to directory"));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files, QDir::Name), files);
+    QCOMPARE(c.liveRecord("prl5t8c6"), before);
+    if (files.isEmpty())
+        return;
+    // The dialog's boxes hold for every file.
+    QFile board(dir.filePath(files.first()));
+    QVERIFY(board.open(QIODevice::ReadOnly));
+    QCOMPARE(QJsonDocument::fromJson(board.readAll()).object().keys(), QStringList({"assetbundles", "assets", "urls"}));
 }
 
 QTEST_MAIN(TestZRV_ServerApp_Assets)
