@@ -1,15 +1,18 @@
-// The console's own update: the offer at start and on request, the download
-// from the simulator or, for the exact request and odd replies, from the
-// scripted server, and what follows it.
+// The user menu's entries on a console of its own: the update offer at start
+// and on request, the download from the simulator or, for the exact request
+// and odd replies, from the scripted server, and what follows it; the password
+// change and the about dialog.
 #include <QAction>
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QJsonObject>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QScopeGuard>
+#include <QSignalSpy>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,6 +21,7 @@
 #include "ModalAnswerer.h"
 #include "ScriptedHttpServer.h"
 #include "ZRV_InstallerStart.h"
+#include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_ServerApp.h"
 
 namespace {
@@ -44,6 +48,14 @@ QString progressShown()
     return QString();
 }
 
+// The login dialog answered as the "cloud" account.
+void signInAsCloud(QWidget *modal)
+{
+    QTest::keyClicks(modal->findChild<QLineEdit *>("leUser"), "cloud");
+    QTest::keyClicks(modal->findChild<QLineEdit *>("lePass"), "cloud123");
+    QTest::mouseClick(modal->findChild<QDialogButtonBox *>("btnBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
+}
+
 } // namespace
 
 class tst_ZRV_ServerApp_Update : public QObject
@@ -53,6 +65,8 @@ class tst_ZRV_ServerApp_Update : public QObject
 private slots:
     void offer_data();
     void offer();
+    void accountMenu_data();
+    void accountMenu();
 };
 
 // The build is 3.1.2. "path" empty: the simulator serves the installer,
@@ -146,9 +160,7 @@ void tst_ZRV_ServerApp_Update::offer()
             auto *box = qobject_cast<QMessageBox *>(modal);
             if (!box && !qobject_cast<QProgressDialog *>(modal)) {
                 met << Login;
-                QTest::keyClicks(modal->findChild<QLineEdit *>("leUser"), "cloud");
-                QTest::keyClicks(modal->findChild<QLineEdit *>("lePass"), "cloud123");
-                QTest::mouseClick(modal->findChild<QDialogButtonBox *>("btnBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
+                signInAsCloud(modal);
             }
             if (!box)
                 return;
@@ -189,6 +201,86 @@ void tst_ZRV_ServerApp_Update::offer()
     QCOMPARE(started, stored.isEmpty() ? stored : QStringList{downloads + "/" + installed});
     QFile file(started.value(0));
     QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), stored.isEmpty() ? QByteArray() : Installer);
+}
+
+void tst_ZRV_ServerApp_Update::accountMenu_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QByteArray>("notice"); // "copyright.txt" beside the executable; null: none
+    QTest::addColumn<QStringList>("seen");  // the dialog's class or title, then what it and any box show
+
+    const QStringList about{"About Zarvo Console", "Zarvo Console V3.1.0"};
+    QTest::newRow("password changed: the new session's token is taken over")
+        << "change" << QByteArray() << QStringList{"ZRV_ChangePasswordDialog", "Password changed"};
+    QTest::newRow("password change cancelled: the old tokens are applied again")
+        << "cancel" << QByteArray() << QStringList{"ZRV_ChangePasswordDialog"};
+    QTest::newRow("about, no file: the built-in notice")
+        << "about" << QByteArray() << about + QStringList{"Zarvo Console\nCopyright (C) Brenvik. All rights reserved.", "OK", "ZRV_VersionDialog"};
+    QTest::newRow("about, a file beside the executable replaces it")
+        << "about" << QByteArray("Zarvo Console\nCopyright (C) Brenvik. \xc3\xa9t\xc3\xa9\n")
+        << about + QStringList{"Zarvo Console\nCopyright (C) Brenvik. \u00e9t\u00e9", "OK", "ZRV_VersionDialog"};
+    QTest::newRow("about, an empty file gives an empty notice") << "about" << QByteArray("") << about + QStringList{"", "OK", "ZRV_VersionDialog"};
+}
+
+void tst_ZRV_ServerApp_Update::accountMenu()
+{
+    QFETCH(QString, action);
+    QFETCH(QByteArray, notice);
+    Q_INIT_RESOURCE(zrv);
+    QFile file(QCoreApplication::applicationDirPath() + "/copyright.txt");
+    const auto removeFile = qScopeGuard([&] { file.remove(); });
+    QVERIFY(notice.isNull() || (file.open(QIODevice::WriteOnly) && file.write(notice) == notice.size()));
+    file.close();
+
+    ConsoleFixture fx;
+    QVERIFY2(fx.start({"--console-version", "3.1.2"}), qPrintable(fx.errorText()));
+    ModalAnswerer login;
+    login.handle(signInAsCloud);
+    login.arm(30000);
+    ZRV_ServerApp window({"zarvo-console", "-i", fx.iniPath()});
+    QSignalSpy tokens(window.findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged);
+    window.show();
+    QTRY_VERIFY_WITH_TIMEOUT(window.findChild<QStatusBar *>()->isVisible() && !tokens.isEmpty(), 30000);
+    login.disarm();
+    const QString oldToken = tokens.last().at(0).toString();
+    tokens.clear();
+
+    QStringList met;
+    ModalAnswerer answerer;
+    answerer.handle([&](QWidget *modal) {
+        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
+        if (action == "about") {
+            met << modal->windowTitle() << modal->findChild<QLabel *>("lblTitle")->text()
+                << modal->findChild<QLabel *>("lblCopyright")->text().section('\n', 0, 1) << "";
+            for (QAbstractButton *b : box->buttons())
+                met.last() += b->isVisible() ? b->text() : "";
+        }
+        for (const char *field : {"leOldPW", "leNewPW1", "leNewPW2"}) {
+            if (auto *edit = modal->findChild<QLineEdit *>(field))
+                QTest::keyClicks(edit, field == QByteArray("leOldPW") ? "cloud123" : "fresh-secret");
+        }
+        // The password dialog's Ok is a button of its own that leaves it open until the service answers.
+        QAbstractButton *press = box->button(action == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok);
+        for (QAbstractButton *b : box->buttons())
+            press = press ? press : b->text() == "Ok" ? b : nullptr;
+        QTest::mouseClick(press, Qt::LeftButton);
+    });
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.arm(20000);
+    window.findChild<QAction *>(action == "about" ? "actionAbout" : "actionChangePassword")->trigger();
+    answerer.disarm();
+    for (const ModalAnswerer::Seen &s : answerer.seen())
+        met << (s.text.isEmpty() ? s.className : s.text);
+    QFETCH(QStringList, seen);
+    QCOMPARE(met, seen);
+    if (action == "about")
+        return;
+    // The service object, which hands them to every client, is told once
+    // whatever the dialog's outcome: the new session's token or the old one again.
+    QCOMPARE(tokens.size(), 1);
+    QCOMPARE(tokens.first().at(0).toString() == oldToken, action == "cancel");
+    QVERIFY(tokens.first().at(0).toString().startsWith("at."));
+    QVERIFY(fx.exitCodes().isEmpty());
 }
 
 QTEST_MAIN(tst_ZRV_ServerApp_Update)
