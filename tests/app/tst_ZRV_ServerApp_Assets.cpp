@@ -9,6 +9,7 @@
 #include <QGroupBox>
 #include <QJsonDocument>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
@@ -54,42 +55,6 @@ void post(SignedInConsole &c, const QString &meetingId, const QByteArray &asset)
                        {{"Authorization", c.bearer()}, {"Content-Type", "application/json"}});
 }
 
-// Clicks the button with the file chooser's next answer preset, and answers
-// what follows: the export dialog, looked for among the top-level widgets
-// since it runs without a modal loop of its own, with `untick` cleared and Ok
-// or Cancel; every box with Ok. Returns the dialog's title, then the boxes
-// as "title: text".
-QStringList run(SignedInConsole &c, const QString &button, const QString &file, bool ok = true, const QString &untick = "-")
-{
-    QStringList out;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        for (QWidget *w : QApplication::topLevelWidgets()) {
-            if (!w->inherits("ZRV_ExportDialog") || !w->isVisible() || !poll.isActive())
-                continue;
-            poll.stop();
-            out << w->windowTitle();
-            if (auto *box = w->findChild<QCheckBox *>(untick))
-                box->setChecked(false);
-            auto *buttons = w->findChild<QDialogButtonBox *>("buttonBox");
-            QTest::mouseClick(buttons->button(ok ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel), Qt::LeftButton);
-        }
-    });
-    poll.start(20);
-    ModalAnswerer answerer;
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(Wait);
-    ZRV_FileChooser::clear();
-    ZRV_FileChooser::setNextAnswer(file);
-    QTest::mouseClick(c.window->findChild<QPushButton *>(button), Qt::LeftButton);
-    if (button != "btnImport")
-        QTest::qWaitFor([&] { return !poll.isActive(); }, Wait);
-    answerer.disarm();
-    for (const ModalAnswerer::Seen &s : answerer.seen())
-        out << s.title + ": " + s.text;
-    return out;
-}
-
 } // namespace
 
 class TestZRV_ServerApp_Assets : public QObject
@@ -102,13 +67,9 @@ private slots:
     void change_data();
     void change();
     void componentsTable();
-    void exportThenImport();
-    void fileDialogs_data();
-    void fileDialogs();
 
 private:
     MotoServer m_moto;
-    QTemporaryDir m_dir;
     QTemporaryDir m_davData;
     DavServer m_dav;
 };
@@ -137,11 +98,15 @@ void TestZRV_ServerApp_Assets::init()
 // Steps, split by "; ": "add dir/file" (double click in the S3 page), "addall
 // dir/file" (that folder's files, Add), "dav dir/file", "url", "props <id
 // shown>", "remove <row>", "removeall", "ban dir/file", "refuse" (the service
-// refuses the next asset), first "fill N" (placeholders 2 to N put there).
+// refuses the next asset), first "fill N" (placeholders 2 to N put there);
+// "select <meeting>", "write <file> <text>", and "Export", "ExportAll" or
+// "Import" with the file chooser answering <file> in a folder of the row.
 // Dialogs, split by " | ", as met: boxes "title: text", number dialogs "title
 // #offered", properties "title" and whether Position, Rotation, Scale, URL
-// show; after " => " the answer: "cancel", or "[#number ][URL]".
-// Changes, split by " | ": "+asset" new or changed, "-Id" gone or changed, "ban ...".
+// show, the export dialog's title, "chooser: <caption asked>"; after " => "
+// the answer: "cancel", "[#number ][URL]", or export boxes to untick.
+// Changes, split by " | ": "+element" new or changed, "-Id" gone or changed,
+// of the meeting's assets, bundles and spawn points; "ban ...", "file ...".
 void TestZRV_ServerApp_Assets::change_data()
 {
     QTest::addColumn<QString>("who");
@@ -186,6 +151,30 @@ void TestZRV_ServerApp_Assets::change_data()
     QTest::newRow("ban by the ETag, as administrator") << "admin brd9q3x1" << "ban admin/media/intro.mp4"
         << "Add files to Banlist: Do you really want to add the selected files to the list of Banned files? | Files added "
            "to Banlist: The following files have been added to the Banlist:\nintro.mp4\n" << "ban 0 intro.mp4 {etag}";
+    // Exported from one meeting and imported onto another with its own asset
+    // 1, placeholder 22001 and spawn points 0 and 1: the asset comes with a
+    // new id and without its store, the placeholder keeps its id, spawn points
+    // are merged by Id and the bundles replaced.
+    QTest::newRow("export, then import onto another meeting") << "admin prl5t8c6"
+        << "select brd9q3x1; Export board; select prl5t8c6; Import board.zrm"
+        << "Export Meeting brd9q3x1 | Meeting exported: Meeting components exported to {dir}/board.zrm. | chooser: Save meeting "
+           "components to file | chooser: Select Zarvo Export file"
+        << "+2 stage.fbx 1 admin/models/stage.fbx 0 - - - - 0,0,0 0,0,0 1,1,1 | +22001 Agenda 3 https://www.brenvik-demo.example/agenda 0 - - "
+           "https://www.brenvik-demo.example/agenda - 0,0,0 0,0,0 1,1,1 | -22001 | +ab-0001 Zarvo Lobby 1 | +0 Start brd9q3x1 | +1 Position 1 brd9q3x1 | -0 | -1";
+    const QString zrm = " assetbundles,assets,urls | file ";
+    QTest::newRow("Export All: one file per live meeting, named by id and creator, as the boxes say") << "admin prl5t8c6"
+        << "ExportAll all" << "Export Meetings => chkSpawnPoints | Meetings exported: Meetings exported to {dir}/all. | chooser: "
+           "Export all meetings to directory"
+        << "file brd9q3x1_admin.zrm" + zrm + "onb3v6p2_groupadmin.zrm" + zrm + "prl5t8c6_presenter.zrm" + zrm
+           + "shw4n1r8_cloud.zrm" + zrm + "wdr7k2m4_presenter.zrm assetbundles,assets,urls";
+    QTest::newRow("Export All, folder dialog left empty: silently nothing") << "admin prl5t8c6" << "ExportAll"
+        << "Export Meetings | chooser: Export all meetings to directory" << "";
+    QTest::newRow("Export All cancelled: no folder asked") << "admin prl5t8c6" << "ExportAll all" << "Export Meetings => cancel | chooser: " << "";
+    const QString parse = "Error parsing import file: The import file could not be parsed correctly. | chooser: Select Zarvo Export file";
+    QTest::newRow("import of a file that cannot be opened") << "admin prl5t8c6" << "Import none.zrm"
+        << "Cannot open import file: Import file could not be opened. | chooser: Select Zarvo Export file" << "";
+    QTest::newRow("import of no JSON") << "admin prl5t8c6" << "write x.zrm assets=1; Import x.zrm" << parse << "";
+    QTest::newRow("import of an array") << "admin prl5t8c6" << R"(write x.zrm [{"assets":[{"Name":"x"}]}]; Import x.zrm)" << parse << "";
 }
 
 void TestZRV_ServerApp_Assets::change()
@@ -248,6 +237,24 @@ void TestZRV_ServerApp_Assets::change()
         });
     }
     answerer.arm(Wait);
+    // The export dialog runs without a modal loop of its own: it is looked
+    // for among the top-level widgets.
+    QPointer<QWidget> handled;
+    QTimer exportDialog;
+    QObject::connect(&exportDialog, &QTimer::timeout, [&] {
+        for (QWidget *w : QApplication::topLevelWidgets()) {
+            if (!w->inherits("ZRV_ExportDialog") || !w->isVisible() || w == handled)
+                continue;
+            met << (handled = w)->windowTitle();
+            const QString answer = expected.value(met.size() - 1).section(" => ", 1);
+            for (QCheckBox *box : w->findChildren<QCheckBox *>())
+                box->setChecked(!answer.contains(box->objectName()));
+            auto *buttons = w->findChild<QDialogButtonBox *>("buttonBox");
+            QTest::mouseClick(buttons->button(answer == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok), Qt::LeftButton);
+        }
+    });
+    exportDialog.start(20);
+    QTemporaryDir dir;
     auto *s3Files = c.window->findChild<QTableWidget *>("S3TableWidget");
     for (const QString &step : steps.split("; ")) {
         const QString verb = step.section(' ', 0, 0), arg = step.section(' ', 1);
@@ -286,6 +293,19 @@ void TestZRV_ServerApp_Assets::change()
         } else if (verb == "refuse") {
             QCOMPARE(c.fx.sim().admin("POST", "/_sim/fault", {{"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/" + meeting + "/asset"},
                                                               {"status", 400}, {"message", "Storage host not allowed"}}).status, 200);
+        } else if (verb == "select") {
+            QVERIFY2(c.selectMeeting(arg), qPrintable(c.error));
+        } else if (verb == "write") {
+            QFile file(dir.filePath(arg.section(' ', 0, 0)));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(arg.section(' ', 1).toUtf8()) > 0);
+        } else if (verb.startsWith("Export") || verb == "Import") {
+            // Export All works on the live list, which comes with the first poll.
+            QVERIFY(QTest::qWaitFor([&] { return c.liveRecord("brd9q3x1").contains("meetingId"); }, Wait));
+            QVERIFY(verb != "ExportAll" || QDir(dir.path()).mkpath("all"));
+            ZRV_FileChooser::clear();
+            ZRV_FileChooser::setNextAnswer(arg.isEmpty() ? "" : dir.filePath(arg));
+            c.window->findChild<QPushButton *>("btn" + verb)->click();
+            met << "chooser: " + ZRV_FileChooser::lastCaption();
         } else if (verb != "fill") {
             c.window->findChild<QPushButton *>(verb == "url" ? "btnCustomURL" : "btnRemoveAll")->click();
         }
@@ -293,23 +313,31 @@ void TestZRV_ServerApp_Assets::change()
     QFETCH(QString, changes);
     changes.replace("{moto}", m_moto.endpoint()).replace("{dav}", m_dav.url()).replace("{folder}", folder)
         .replace("{etag}", QString::fromLatin1(m_moto.objectHeader("zarvo", "admin/media/intro.mp4", "ETag")).remove('"'));
+    const QList<QPair<const char *, QString>> lists{{"assets", AssetFields}, {"assetBundles", "Id Name Mode"}, {"spawnPoints", "Id Name MeetingId"}};
     const auto changed = [&] {
         QStringList out;
-        const QStringList was = texts(before, "assets", AssetFields), now = texts(c.liveRecord(meeting), "assets", AssetFields);
-        for (const QString &text : now)
-            out << (was.contains(text) ? QString() : "+" + text);
-        for (const QString &text : was)
-            out << (now.contains(text) ? QString() : "-" + text.section(' ', 0, 0));
+        const QJsonObject after = c.liveRecord(meeting);
+        for (const auto &list : lists) {
+            const QStringList was = texts(before, list.first, list.second), now = texts(after, list.first, list.second);
+            for (const QString &text : now)
+                out << (was.contains(text) ? QString() : "+" + text);
+            for (const QString &text : was)
+                out << (now.contains(text) ? QString() : "-" + text.section(' ', 0, 0));
+        }
         const QJsonArray bans = c.banlist();
         for (int i = bansBefore; i < bans.size(); ++i)
             out << QString("ban %1 %2 %3").arg(bans[i]["Mode"].toInt()).arg(bans[i]["Filename"].toString(), bans[i]["Checksum"].toString());
+        for (const QFileInfo &info : QDir(dir.filePath("all")).entryInfoList(QDir::Files, QDir::Name)) {
+            QFile file(info.filePath());
+            out << "file " + info.fileName() + " " + (file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object().keys().join(',') : "");
+        }
         out.removeAll(QString());
         return out.join(" | ");
     };
     QTRY_COMPARE_WITH_TIMEOUT(changed(), changes, Wait);
     QStringList seen = expected;
     for (QString &dialog : seen)
-        dialog = dialog.section(" => ", 0, 0);
+        dialog = dialog.section(" => ", 0, 0).replace("{dir}", dir.path());
     QTRY_COMPARE_WITH_TIMEOUT(met, seen, Wait);
     answerer.disarm();
     // The table follows the record, the bundle row on top.
@@ -334,82 +362,6 @@ void TestZRV_ServerApp_Assets::componentsTable()
     QCOMPARE(c.assets()->item(0, 0)->data(Qt::UserRole).toInt(), -1);
     QCOMPARE(c.assets()->selectionModel()->selectedRows().value(0).row(), 1);
     QCOMPARE(c.assets()->item(1, 1), kept);
-}
-
-void TestZRV_ServerApp_Assets::exportThenImport()
-{
-    SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("brd9q3x1"), qPrintable(c.error));
-    const QString path = m_dir.filePath("board.zrm");
-    QCOMPARE(run(c, "btnExport", m_dir.filePath("board")),
-             QStringList({"Export Meeting brd9q3x1", "Meeting exported: Meeting components exported to " + path + "."}));
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save meeting components to file"));
-
-    // Onto a meeting with its own asset 1, placeholder 22001 and spawn points
-    // 0 and 1: the asset comes with a new id and without its store, the
-    // placeholder keeps its id, points are merged by Id, bundles replaced.
-    QVERIFY2(c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    QCOMPARE(run(c, "btnImport", path), QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assets", "Id Name Mode StgRelPath StgSize StgBucket"),
-                              QStringList({"1 stage.fbx 1 presenter/models/stage.fbx 482133 zarvo", "2 stage.fbx 1 admin/models/stage.fbx 0 -",
-                                           "22001 Agenda 3 https://www.brenvik-demo.example/agenda 0 -"}), Wait);
-    QTRY_COMPARE_WITH_TIMEOUT(texts(c.liveRecord("prl5t8c6"), "assetBundles", "Id Name"), QStringList{"ab-0001 Zarvo Lobby"}, Wait);
-    QCOMPARE(texts(c.liveRecord("prl5t8c6"), "spawnPoints", "Id Name MeetingId"),
-             QStringList({"0 Start brd9q3x1", "1 Position 1 brd9q3x1"}));
-    QTRY_COMPARE_WITH_TIMEOUT(c.assets()->rowCount(), 4, Wait);
-}
-
-// Export All into a folder, or an import of a broken file; neither changes
-// the selected meeting.
-void TestZRV_ServerApp_Assets::fileDialogs_data()
-{
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<QByteArray>("content"); // of the file imported; null: no such file
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QStringList>("seen");
-    QTest::addColumn<QStringList>("files"); // written by Export All
-
-    const QString parse = "Error parsing import file: The import file could not be parsed correctly.";
-    QTest::newRow("Export All: one file per live meeting, named by id and creator") << "btnExportAll" << QByteArray() << true
-        << QStringList{"Export Meetings", "Meetings exported: Meetings exported to {dir}."}
-        << QStringList{"brd9q3x1_admin.zrm", "onb3v6p2_groupadmin.zrm", "prl5t8c6_presenter.zrm", "shw4n1r8_cloud.zrm", "wdr7k2m4_presenter.zrm"};
-    QTest::newRow("Export All, folder dialog left empty: silently nothing")
-        << "btnExportAll" << QByteArray("") << true << QStringList{"Export Meetings"} << QStringList();
-    QTest::newRow("Export All cancelled: no folder asked")
-        << "btnExportAll" << QByteArray() << false << QStringList{"Export Meetings"} << QStringList();
-    QTest::newRow("import of a file that cannot be opened")
-        << "btnImport" << QByteArray() << true << QStringList{"Cannot open import file: Import file could not be opened."} << QStringList();
-    QTest::newRow("import of no JSON") << "btnImport" << QByteArray("assets=1") << true << QStringList{parse} << QStringList();
-    QTest::newRow("import of an array") << "btnImport" << QByteArray(R"([{"assets":[{"Name":"x"}]}])") << true << QStringList{parse} << QStringList();
-}
-
-void TestZRV_ServerApp_Assets::fileDialogs()
-{
-    QFETCH(QString, button);
-    QFETCH(QByteArray, content);
-    QFETCH(QStringList, files);
-    SignedInConsole c;
-    QVERIFY2(c.open("admin", "admin123", m_moto.endpoint()) && c.selectMeeting("prl5t8c6"), qPrintable(c.error));
-    // The live list arrives with the first poll.
-    QVERIFY(QTest::qWaitFor([&] { return c.liveRecord("brd9q3x1").contains("meetingId"); }, Wait));
-    const QJsonObject before = c.liveRecord("prl5t8c6");
-    QTemporaryDir dir;
-    QFile file(m_dir.filePath(QTest::currentDataTag()));
-    QVERIFY(content.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(content) == content.size()));
-    file.close();
-    QFETCH(bool, ok);
-    QFETCH(QStringList, seen);
-    QCOMPARE(run(c, button, button == "btnImport" ? file.fileName() : content.isNull() ? dir.path() : "", ok, "chkSpawnPoints"),
-             seen.replaceInStrings("{dir}", dir.path()));
-    QCOMPARE(ZRV_FileChooser::lastCaption(), QString(!ok ? "" : button == "btnImport" ? "Select Zarvo Export file" : "Export all meetings to directory"));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files, QDir::Name), files);
-    QCOMPARE(c.liveRecord("prl5t8c6"), before);
-    if (files.isEmpty())
-        return;
-    // The dialog's boxes hold for every file.
-    QFile board(dir.filePath(files.first()));
-    QVERIFY(board.open(QIODevice::ReadOnly));
-    QCOMPARE(QJsonDocument::fromJson(board.readAll()).object().keys(), QStringList({"assetbundles", "assets", "urls"}));
 }
 
 QTEST_MAIN(TestZRV_ServerApp_Assets)
