@@ -63,17 +63,16 @@ class tst_ZRV_ServerApp_Update : public QObject
     Q_OBJECT
 
 private slots:
-    void offer_data();
-    void offer();
-    void accountMenu_data();
-    void accountMenu();
+    void menu_data();
+    void menu();
 };
 
 // The build is 3.1.2. "path" empty: the simulator serves the installer,
 // otherwise the scripted server at that path. "status" -1: the reply is cut
-// short. Flags: "decline" the offer, "manual" check once signed in, the
-// temporary folder "readonly".
-void tst_ZRV_ServerApp_Update::offer_data()
+// short. Flags: "decline" the offer, the temporary folder "readonly", an
+// action of the user menu triggered once signed in, "cancel" the password
+// dialog, last "notice=<text>" for a "copyright.txt" beside the executable.
+void tst_ZRV_ServerApp_Update::menu_data()
 {
     QTest::addColumn<QString>("version");
     QTest::addColumn<QString>("path");
@@ -100,13 +99,26 @@ void tst_ZRV_ServerApp_Update::offer_data()
     QTest::newRow("302 is not followed") << "3.2.0" << "/files/setup.run" << 302 << "" << failed << "";
     QTest::newRow("308 is not followed") << "3.2.0" << "/files/setup.run" << 308 << "" << failed << "";
     QTest::newRow("306 is no redirect: stored") << "3.2.0" << "/files/setup.run" << 306 << "" << offered << "setup.run";
-    QTest::newRow("on request, same version: up to date") << "3.1.2" << "" << 200 << "manual" << QStringList{Login, UpToDate} << "";
-    QTest::newRow("on request, older version: up to date, no downgrade") << "3.0.9" << "" << 200 << "manual" << QStringList{Login, UpToDate} << "";
+    QTest::newRow("on request, same version: up to date") << "3.1.2" << "" << 200 << "actionUpdate" << QStringList{Login, UpToDate} << "";
+    QTest::newRow("on request, older version: up to date, no downgrade") << "3.0.9" << "" << 200 << "actionUpdate" << QStringList{Login, UpToDate} << "";
     QTest::newRow("on request, a declined offer comes back")
-        << "3.2.0" << "" << 200 << "decline manual" << offered + none + offered << "";
+        << "3.2.0" << "" << 200 << "decline actionUpdate" << offered + none + offered << "";
+    QTest::newRow("password changed: the new session's token is taken over") << "3.1.2" << "" << 200 << "actionChangePassword"
+        << QStringList{Login, "ZRV_ChangePasswordDialog", "Change Password: Password changed [OK*]"} << "";
+    QTest::newRow("password change cancelled: the old token is applied again") << "3.1.2" << "" << 200
+        << "actionChangePassword cancel" << QStringList{Login, "ZRV_ChangePasswordDialog"} << "";
+    // The about dialog's own version text, not the main window's 3.1.2.
+    const QString about = "About Zarvo Console: Zarvo Console V3.1.0 / ";
+    QTest::newRow("about, no file: the built-in notice") << "3.1.2" << "" << 200 << "actionAbout"
+        << QStringList{Login, about + "Zarvo Console\nCopyright (C) Brenvik. All rights reserved. [OK]"} << "";
+    QTest::newRow("about, a file beside the executable replaces the notice") << "3.1.2" << "" << 200
+        << "actionAbout notice=Zarvo Console\nCopyright (C) Brenvik. \u00e9t\u00e9\n"
+        << QStringList{Login, about + "Zarvo Console\nCopyright (C) Brenvik. \u00e9t\u00e9 [OK]"} << "";
+    QTest::newRow("about, an empty file gives an empty notice") << "3.1.2" << "" << 200 << "actionAbout notice="
+        << QStringList{Login, about + " [OK]"} << "";
 }
 
-void tst_ZRV_ServerApp_Update::offer()
+void tst_ZRV_ServerApp_Update::menu()
 {
     QFETCH(QString, path);
     QFETCH(int, status);
@@ -140,6 +152,9 @@ void tst_ZRV_ServerApp_Update::offer()
     QVERIFY(flags.contains("readonly") ? QFile(downloads).open(QIODevice::WriteOnly) : QDir().mkpath(downloads));
     const QByteArray savedTmp = qgetenv("TMPDIR");
     qputenv("TMPDIR", downloads.toLocal8Bit());
+    QFile notice(QCoreApplication::applicationDirPath() + "/copyright.txt");
+    QVERIFY(!flags.contains("notice=") || (notice.open(QIODevice::WriteOnly) && notice.write(flags.section("notice=", 1).toUtf8()) >= 0));
+    notice.close();
     QStringList started, met;
     QString progressAtStart, progressAtFailure;
     ZRV_InstallerStart::setHandler([&](const QString &file) {
@@ -150,17 +165,36 @@ void tst_ZRV_ServerApp_Update::offer()
     const auto restore = qScopeGuard([&] {
         ZRV_InstallerStart::setHandler({});
         qputenv("TMPDIR", savedTmp);
+        notice.remove();
     });
 
-    // The offer as the row says, every other box Ok, the login as "cloud"; the
-    // progress dialog, met again whenever a box on top of it closes, is left alone.
+    // The offer as the row says, every other box Ok, the login as "cloud", the
+    // password changed or not; the progress dialog, met again whenever a box on
+    // top of it closes, is left alone.
     ModalAnswerer answerer;
     for (int i = 0; i < 12; ++i) {
         answerer.handle([&](QWidget *modal) {
             auto *box = qobject_cast<QMessageBox *>(modal);
-            if (!box && !qobject_cast<QProgressDialog *>(modal)) {
+            auto *buttonBox = modal->findChild<QDialogButtonBox *>("buttonBox");
+            if (modal->inherits("ZRV_Login")) {
                 met << Login;
                 signInAsCloud(modal);
+            } else if (modal->inherits("ZRV_ChangePasswordDialog")) {
+                met << modal->metaObject()->className();
+                for (const char *field : {"leOldPW", "leNewPW1", "leNewPW2"})
+                    QTest::keyClicks(modal->findChild<QLineEdit *>(field), field == QByteArray("leOldPW") ? "cloud123" : "fresh-secret");
+                // Its Ok is a button of its own that leaves it open until the service answers.
+                for (QAbstractButton *b : buttonBox->buttons()) {
+                    if (b->text() == (flags.contains("cancel") ? "Cancel" : "Ok"))
+                        QTest::mouseClick(b, Qt::LeftButton);
+                }
+            } else if (modal->inherits("ZRV_VersionDialog")) {
+                QStringList shown;
+                for (QAbstractButton *b : buttonBox->buttons())
+                    shown << (b->isVisible() ? b->text() : QString());
+                met << modal->windowTitle() + ": " + modal->findChild<QLabel *>("lblTitle")->text() + " / "
+                           + modal->findChild<QLabel *>("lblCopyright")->text().section('\n', 0, 1) + " [" + shown.join("") + "]";
+                QTest::mouseClick(buttonBox->button(QDialogButtonBox::Ok), Qt::LeftButton);
             }
             if (!box)
                 return;
@@ -175,15 +209,23 @@ void tst_ZRV_ServerApp_Update::offer()
     }
     answerer.arm(60000);
     ZRV_ServerApp window({"zarvo-console", "-i", fx.iniPath()});
+    QSignalSpy tokens(window.findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged);
     window.show();
     QVERIFY(QTest::qWaitFor([&] { return !fx.exitCodes().isEmpty() || window.findChild<QStatusBar *>()->isVisible(); }, 30000));
-    if (flags.contains("manual"))
-        window.findChild<QAction *>("actionUpdate")->trigger();
+    const QList<QVariantList> signedIn = tokens;
+    for (const QString &flag : flags.split(' ')) {
+        if (flag.startsWith("action"))
+            window.findChild<QAction *>(flag)->trigger();
+    }
     QFETCH(QStringList, boxes);
     QTRY_COMPARE_WITH_TIMEOUT(met, boxes, 30000);
     answerer.disarm();
 
     QCOMPARE(fx.exitCodes(), installed.isEmpty() ? QList<int>() : QList<int>{0});
+    // The service object, which hands the tokens to every client, is told once
+    // whatever the password dialog's outcome: the new session's or the old one again.
+    QCOMPARE(tokens.size() - signedIn.size(), flags.contains("actionChangePassword") ? 1 : 0);
+    QCOMPARE(tokens.value(tokens.size() - 1) != signedIn.value(signedIn.size() - 1), flags.contains("actionChangePassword") && !flags.contains("cancel"));
     // Up while the download ran, gone once it is over.
     QCOMPARE(installed.isEmpty() ? progressAtFailure : progressAtStart,
              QString(boxes.contains(Failed) || !installed.isEmpty() ? "Downloading Update, modal" : ""));
@@ -201,86 +243,6 @@ void tst_ZRV_ServerApp_Update::offer()
     QCOMPARE(started, stored.isEmpty() ? stored : QStringList{downloads + "/" + installed});
     QFile file(started.value(0));
     QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), stored.isEmpty() ? QByteArray() : Installer);
-}
-
-void tst_ZRV_ServerApp_Update::accountMenu_data()
-{
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<QByteArray>("notice"); // "copyright.txt" beside the executable; null: none
-    QTest::addColumn<QStringList>("seen");  // the dialog's class or title, then what it and any box show
-
-    const QStringList about{"About Zarvo Console", "Zarvo Console V3.1.0"};
-    QTest::newRow("password changed: the new session's token is taken over")
-        << "change" << QByteArray() << QStringList{"ZRV_ChangePasswordDialog", "Password changed"};
-    QTest::newRow("password change cancelled: the old tokens are applied again")
-        << "cancel" << QByteArray() << QStringList{"ZRV_ChangePasswordDialog"};
-    QTest::newRow("about, no file: the built-in notice")
-        << "about" << QByteArray() << about + QStringList{"Zarvo Console\nCopyright (C) Brenvik. All rights reserved.", "OK", "ZRV_VersionDialog"};
-    QTest::newRow("about, a file beside the executable replaces it")
-        << "about" << QByteArray("Zarvo Console\nCopyright (C) Brenvik. \xc3\xa9t\xc3\xa9\n")
-        << about + QStringList{"Zarvo Console\nCopyright (C) Brenvik. \u00e9t\u00e9", "OK", "ZRV_VersionDialog"};
-    QTest::newRow("about, an empty file gives an empty notice") << "about" << QByteArray("") << about + QStringList{"", "OK", "ZRV_VersionDialog"};
-}
-
-void tst_ZRV_ServerApp_Update::accountMenu()
-{
-    QFETCH(QString, action);
-    QFETCH(QByteArray, notice);
-    Q_INIT_RESOURCE(zrv);
-    QFile file(QCoreApplication::applicationDirPath() + "/copyright.txt");
-    const auto removeFile = qScopeGuard([&] { file.remove(); });
-    QVERIFY(notice.isNull() || (file.open(QIODevice::WriteOnly) && file.write(notice) == notice.size()));
-    file.close();
-
-    ConsoleFixture fx;
-    QVERIFY2(fx.start({"--console-version", "3.1.2"}), qPrintable(fx.errorText()));
-    ModalAnswerer login;
-    login.handle(signInAsCloud);
-    login.arm(30000);
-    ZRV_ServerApp window({"zarvo-console", "-i", fx.iniPath()});
-    QSignalSpy tokens(window.findChild<ZRV_MeetingsInfoThread *>(), &ZRV_MeetingsInfoThread::tokenChanged);
-    window.show();
-    QTRY_VERIFY_WITH_TIMEOUT(window.findChild<QStatusBar *>()->isVisible() && !tokens.isEmpty(), 30000);
-    login.disarm();
-    const QString oldToken = tokens.last().at(0).toString();
-    tokens.clear();
-
-    QStringList met;
-    ModalAnswerer answerer;
-    answerer.handle([&](QWidget *modal) {
-        auto *box = modal->findChild<QDialogButtonBox *>("buttonBox");
-        if (action == "about") {
-            met << modal->windowTitle() << modal->findChild<QLabel *>("lblTitle")->text()
-                << modal->findChild<QLabel *>("lblCopyright")->text().section('\n', 0, 1) << "";
-            for (QAbstractButton *b : box->buttons())
-                met.last() += b->isVisible() ? b->text() : "";
-        }
-        for (const char *field : {"leOldPW", "leNewPW1", "leNewPW2"}) {
-            if (auto *edit = modal->findChild<QLineEdit *>(field))
-                QTest::keyClicks(edit, field == QByteArray("leOldPW") ? "cloud123" : "fresh-secret");
-        }
-        // The password dialog's Ok is a button of its own that leaves it open until the service answers.
-        QAbstractButton *press = box->button(action == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok);
-        for (QAbstractButton *b : box->buttons())
-            press = press ? press : b->text() == "Ok" ? b : nullptr;
-        QTest::mouseClick(press, Qt::LeftButton);
-    });
-    answerer.pressButton(QMessageBox::Ok);
-    answerer.arm(20000);
-    window.findChild<QAction *>(action == "about" ? "actionAbout" : "actionChangePassword")->trigger();
-    answerer.disarm();
-    for (const ModalAnswerer::Seen &s : answerer.seen())
-        met << (s.text.isEmpty() ? s.className : s.text);
-    QFETCH(QStringList, seen);
-    QCOMPARE(met, seen);
-    if (action == "about")
-        return;
-    // The service object, which hands them to every client, is told once
-    // whatever the dialog's outcome: the new session's token or the old one again.
-    QCOMPARE(tokens.size(), 1);
-    QCOMPARE(tokens.first().at(0).toString() == oldToken, action == "cancel");
-    QVERIFY(tokens.first().at(0).toString().startsWith("at."));
-    QVERIFY(fx.exitCodes().isEmpty());
 }
 
 QTEST_MAIN(tst_ZRV_ServerApp_Update)
