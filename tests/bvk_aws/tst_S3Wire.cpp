@@ -22,9 +22,8 @@ QByteArray reply(int status, const QByteArray &body = {}, const Headers &headers
 }
 QByteArray initiated(const QByteArray &id)
 {
-    return reply(200, "<InitiateMultipartUploadResult><UploadId>" + id + "</UploadId></InitiateMultipartUploadResult>");
+    return reply(200, "<InitiateMultipartUploadResult><UploadId> " + id + " </UploadId></InitiateMultipartUploadResult>");
 }
-QByteArray partStored(const QByteArray &etag) { return reply(200, {}, {{"ETag", etag}}); }
 QByteArray completed(const QByteArray &etag)
 {
     return reply(200, "<CompleteMultipartUploadResult><ETag>" + etag + "</ETag></CompleteMultipartUploadResult>");
@@ -59,9 +58,7 @@ QStringList lines(const QList<RecordedRequest> &requests)
 
 } // namespace
 
-// The storage library's requests and its reading of odd answers, against a
-// scripted server. The library blocks, so each call runs on a thread of its
-// own while this one serves.
+// The storage library's requests and odd answers; its calls block, so they run on a thread while this one serves.
 class TestS3Wire : public QObject
 {
     Q_OBJECT
@@ -78,11 +75,9 @@ private slots:
     void pauseClosesPartsInFlight();
 
 private:
-    // Runs `op` on a thread while serving; the failure's message, or empty.
     QString offThread(const std::function<void()> &op, int timeoutMs = 40000);
     QString local(const QString &name) const { return m_dir.filePath(QString(name).replace(' ', '_')); }
-    // Queues replies in order: "hang" is a request left unanswered, "slow:"
-    // answers only after longer than a stall, "refused": nobody listens.
+    // "hang": left unanswered, "slow:": answered after longer than a stall, "refused": nobody listens.
     void serve(const QList<QByteArray> &replies)
     {
         for (const QByteArray &raw : replies) {
@@ -152,30 +147,29 @@ void TestS3Wire::listing_data()
     };
     const QByteArray moved = reply(301, "<Error><Code>PermanentRedirect</Code></Error>",
                                    {{"x-amz-bucket-region", "eu-central-1"}});
-    const QByteArray refused = reply(403, {}, {});
     const QByteArray busy = reply(503, {}, {});
     const QByteArray firstPage = reply(200, "<ListBucketResult><IsTruncated>true</IsTruncated><NextContinuationToken>t/2"
                                             "</NextContinuationToken><Contents><Key>first.txt</Key></Contents>"
                                             "</ListBucketResult>");
-    const QString denied = "Access denied: the access key, secret or session token is not valid for this request.";
+    const QString unreadable = "The listing of \"b\" could not be read: ";
 
     row("plain listing, session token signed", {kListing}, {}, 0, "us-east-1", MINIO, "127.0.0.1", "tok/en+1");
-    row("Amazon S3 mode on a local address keeps the bucket in the path", {kListing}, {}, 0, "us-east-1", S3);
     row("Amazon S3 mode on localhost keeps the bucket in the path", {kListing}, {}, 0, "us-east-1", S3, "localhost");
     row("bucket in another region is asked again there", {moved, kListing}, {}, 0, "eu-central-1", S3);
-    row("MinIO redirect names the region in a header", {moved, kListing}, {}, 0, "eu-central-1");
     row("MinIO names the region in its error reply",
         {reply(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>the region 'us-east-1' is wrong; "
                     "expecting 'eu-west-3'</Message><Region>eu-west-3</Region></Error>"),
          kListing},
         {}, 0, "eu-west-3");
     row("two pages", {firstPage, kListing}, {}, 0, "us-east-1", MINIO, "127.0.0.1", {}, {"first.txt", "k.txt"});
-    row("a later page that fails leaves nothing listed", {firstPage, refused}, denied);
-    row("a refusal without a body still says why", {refused}, denied);
-    row("a reply that is no listing", {reply(200, "<html>proxy login</html>", {})},
-        "The listing of \"b\" could not be read: not a bucket listing");
-    row("a busy store is asked again after growing pauses", {busy, busy, busy, kListing}, {}, 3500);
-    row("a store that stays busy is given up", {busy, busy, busy, busy}, "The store is busy; try again later.", 3500);
+    row("a later page refused without a body: nothing listed, still says why", {firstPage, reply(403, {}, {})},
+        "Access denied: the access key, secret or session token is not valid for this request.");
+    row("a reply that is no listing", {reply(200, "<html>proxy login</html>", {})}, unreadable + "not a bucket listing");
+    row("a truncated page without a token is not followed forever",
+        {reply(200, "<ListBucketResult><IsTruncated>true</IsTruncated></ListBucketResult>")},
+        unreadable + "truncated listing without a continuation token");
+    row("a store that stays busy is given up after growing pauses", {busy, busy, busy, busy},
+        "The store is busy; try again later.", 3500);
     row("a refused connection is tried again before failing", {"refused"},
         "Listing \"b\": Couldn't connect to server", 3500);
     row("a stalled connection is given up within 30 seconds", {"hang", "hang"}, "Listing \"b\": Timeout was reached",
@@ -223,7 +217,6 @@ void TestS3Wire::listing()
 void TestS3Wire::uploadFaults_data()
 {
     QTest::addColumn<QList<QByteArray>>("replies");
-    QTest::addColumn<bool>("pause");         // no step for a while after the first
     QTest::addColumn<QStringList>("firstTry"); // requests of the first try
     QTest::addColumn<QString>("firstError");   // empty: the first try finishes
     QTest::addColumn<QStringList>("secondTry"); // requests of a second try, when the first failed
@@ -234,21 +227,15 @@ void TestS3Wire::uploadFaults_data()
     const QString parts1 = "GET /b/up.bin?uploadId=U1";
     const QStringList again{start, "PUT /b/up.bin?partNumber=1&uploadId=U2", "POST /b/up.bin?uploadId=U2"};
     const QByteArray u1 = initiated("U1");
-    const QByteArray p1 = partStored("\"p1\"");
-    const QList<QByteArray> tail2{initiated("U2"), partStored("\"q1\""), completed("\"done-2\"")};
+    const QByteArray p1 = reply(200, {}, {{"ETag", "\"p1\""}});
+    const QList<QByteArray> tail2{initiated("U2"), reply(200, {}, {{"ETag", "\"q1\""}}), completed("\"done-2\"")};
 
     const auto row = [](const char *name, const QList<QByteArray> &replies, const QStringList &firstTry,
-                        const QString &firstError = {}, const QStringList &secondTry = {}, bool pause = false) {
-        QTest::newRow(name) << replies << pause << firstTry << firstError << secondTry;
+                        const QString &firstError = {}, const QStringList &secondTry = {}) {
+        QTest::newRow(name) << replies << firstTry << firstError << secondTry;
     };
-    row("a part answered 503 is sent again", {u1, reply(503), p1, completed("\"done-1\"")},
-        {start, part1, part1, complete1});
     row("a part answered 400 RequestTimeout is sent again",
         {u1, errorReply(400, "RequestTimeout"), p1, completed("\"done-1\"")}, {start, part1, part1, complete1});
-    // Whether the store saw the whole of the part cut by the pause depends on
-    // how far it got; either way it is sent again and the upload goes on.
-    row("a part cut by a pause is sent again, not counted as a failure", {u1, p1, p1, completed("\"done-1\"")},
-        {start, part1, complete1}, {}, {}, true);
     row("a completion the store thinks over longer than a stall still completes",
         {u1, p1, "slow:" + completed("\"done-1\"")}, {start, part1, complete1});
     row("a part refused for good fails the transfer", {u1, errorReply(403, "AccessDenied")}, {start, part1},
@@ -271,7 +258,6 @@ void TestS3Wire::uploadFaults_data()
 void TestS3Wire::uploadFaults()
 {
     QFETCH(QList<QByteArray>, replies);
-    QFETCH(bool, pause);
     QFETCH(QStringList, firstTry);
     QFETCH(QString, firstError);
     QFETCH(QStringList, secondTry);
@@ -281,33 +267,19 @@ void TestS3Wire::uploadFaults()
     QVERIFY(writeAll(source, QByteArray(int(5 * kMiB), 'u')));
     Storage_S3 s3(MINIO, m_server.baseUrl(), "AKID", "secret");
     MPInfo step;
-    int steps = pause ? 1 : 50;
     const auto upload = [&] {
-        for (int i = 0; i < steps && !step.finished; ++i)
+        for (int i = 0; i < 50 && !step.finished; ++i)
             step = s3.UploadObjectMultipart("b", "up.bin", source, "application/octet-stream");
-        steps = 50;
     };
-    QString failure = offThread(upload);
-    if (pause) {
-        QVERIFY2(failure.isEmpty(), qPrintable(failure));
-        QTest::qWait(2500); // the user's pause: no step while it lasts
-        failure = offThread(upload);
-    }
-    QCOMPARE(failure, firstError);
-    QStringList seen = lines(m_server.requests());
-    if (pause && seen.count(firstTry.at(1)) == 2)
-        seen.removeOne(firstTry.at(1));
-    QCOMPARE(seen, firstTry);
+    QCOMPARE(offThread(upload), firstError);
+    QCOMPARE(lines(m_server.requests()), firstTry);
     if (!secondTry.isEmpty()) {
         m_server.clear();
         serve(replies.mid(firstTry.size()));
         QCOMPARE(offThread(upload), QString());
         QCOMPARE(lines(m_server.requests()), secondTry);
     }
-    if (firstError.isEmpty() || !secondTry.isEmpty()) {
-        QVERIFY(step.finished && step.ETag.startsWith("\"done-"));
-        QCOMPARE(step.progress, 5 * kMiB);
-    }
+    QCOMPARE(step.finished && step.ETag.startsWith("\"done-"), firstError.isEmpty() || !secondTry.isEmpty());
 }
 
 void TestS3Wire::downloadFaults_data()
@@ -341,8 +313,7 @@ void TestS3Wire::downloadFaults_data()
     QTest::newRow("a resume past 4 GiB asks for the right range")
         << beyond + 20 << beyond << QList<QByteArray>{objectHead(beyond + 20), partial(body, beyond, beyond + 20)}
         << QStringList{head, get + QStringLiteral(" [bytes=%1-%2]").arg(beyond).arg(beyond + 19)} << QString() << 0;
-    // Steps come back long before a stall is given up, so that a pause can get
-    // in; a stream slower than its share is split into ranges side by side.
+    // Steps come back long before a stall is given up, so that a pause can get in.
     QTest::newRow("a body that does not come: steps return, the rest asked for in ranges")
         << 48 * kMiB << qint64(0) << QList<QByteArray>{objectHead(48 * kMiB), "hang", "hang", "hang"}
         << QStringList{head, get, get + QStringLiteral(" [bytes=%1-%2]").arg(16 * kMiB).arg(32 * kMiB - 1),
@@ -362,8 +333,7 @@ void TestS3Wire::downloadFaults()
     const QByteArray body = "0123456789abcdefghij";
     const QString target = local(QTest::currentDataTag());
     if (resumeAt > 0) {
-        // What an earlier run left: the journal and its partial file, sparse
-        // up to where the missing bytes begin.
+        // What an earlier run left: the journal and its sparse partial file.
         const QString journal = TransferJournal::id("download", m_server.baseUrl(), "b", "obj.bin", target);
         const QString partFile = target + "." + journal.section('-', 1).left(12) + ".part";
         QFile part(partFile);
@@ -383,12 +353,8 @@ void TestS3Wire::downloadFaults()
     QVERIFY(m_server.waitForRequests(requests.size()));
     QCOMPARE(lines(m_server.requests()), requests);
     QCOMPARE(step.finished, error.isEmpty() && !steps);
-    if (!error.isEmpty())
+    if (!step.finished)
         return;
-    QCOMPARE(step.size, size);
-    if (steps)
-        return;
-    QCOMPARE(step.progress, size);
     QFile out(target);
     QVERIFY(out.open(QIODevice::ReadOnly) && out.size() == size && out.seek(size - 20));
     QCOMPARE(out.read(20), body);
