@@ -1,8 +1,4 @@
-// The change of the account password: the refusals, and the exact request
-// and an answer without token from the scripted server.
-
 #include <QDialogButtonBox>
-#include <QJsonObject>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -24,14 +20,12 @@ ZRV_LoginData presenterData()
     data.password = "presenter123";
     data.accessToken = "at.before";
     data.refreshToken = "rt.before";
-    data.tokenExpiry = QDateTime::currentDateTime().addSecs(30);
     data.authenticated = true;
     return data;
 }
 
-// Opens the dialog as the window does, fills it, presses "Ok" and answers the
-// box Ok. A dialog still open after the box is cancelled; *reopenedEnabled
-// tells whether its buttons were usable again.
+// Fills the dialog, presses "Ok", answers the box Ok; a dialog still open
+// after that is cancelled and *reopenedEnabled tells whether it was usable.
 int runDialog(ZRV_ChangePasswordDialog &dialog, ModalAnswerer &answerer, const QStringList &fields, bool *reopenedEnabled)
 {
     auto *buttons = dialog.findChild<QDialogButtonBox *>("buttonBox");
@@ -63,19 +57,17 @@ class tst_ZRV_ChangePasswordDialog : public QObject
 private slots:
     void initTestCase() { QVERIFY2(m_fx.start(), qPrintable(m_fx.errorText())); }
 
-    // Checks before anything is sent, then the simulator's refusals. The
-    // window's tests take an accepted change further.
     void refusals_data()
     {
         QTest::addColumn<QString>("fields"); // current|new|confirmation
         QTest::addColumn<bool>("serviceFails");
         QTest::addColumn<QString>("box"); // title: text
-        const QString refused = "Cannot change Password: ", mismatch = refused + "Password Confirmation doesn't match New Password";
+        const QString refused = "Cannot change Password: ";
         QTest::newRow("current password empty") << "|abcdefgh|abcdefgh" << false << refused + "Current Password field is empty";
         QTest::newRow("current empty wins over a short new one") << "|abc|xyz" << false << refused + "Current Password field is empty";
         QTest::newRow("new password empty") << "presenter123||abcdefgh" << false << refused + "New Password field is empty";
-        QTest::newRow("empty confirmation reads as mismatch") << "presenter123|abcdefgh|" << false << mismatch;
-        QTest::newRow("confirmation differs") << "presenter123|abcdefgh|abcdefgH" << false << mismatch;
+        QTest::newRow("empty confirmation reads as mismatch")
+            << "presenter123|abcdefgh|" << false << refused + "Password Confirmation doesn't match New Password";
         QTest::newRow("seven characters are too short")
             << "presenter123|abcdefg|abcdefg" << false << refused + "Password is too short (minimum is 8 characters)";
         QTest::newRow("wrong current password") << "not-my-password|abcdefgh|abcdefgh" << false
@@ -91,22 +83,16 @@ private slots:
         QCOMPARE(m_fx.sim().admin("DELETE", "/_sim/fault").status, 200);
         if (serviceFails)
             QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", {{"path", "/idp/auth/user/*"}, {"status", 503}}).status, 200);
-        const ZRV_LoginData before = presenterData();
-        ZRV_ChangePasswordDialog dialog(m_fx.config(), before, nullptr);
+        ZRV_ChangePasswordDialog dialog(m_fx.config(), presenterData(), nullptr);
         ModalAnswerer answerer;
         bool reopenedEnabled = false;
         QCOMPARE(runDialog(dialog, answerer, fields.split('|'), &reopenedEnabled), int(QDialog::Rejected));
-        // Still open for another try, its buttons usable; nothing changed.
-        QCOMPARE(answerer.seen().size(), 3);
-        QCOMPARE(answerer.seen().at(1).title + ": " + answerer.seen().at(1).text, box);
-        QCOMPARE(answerer.seen().at(1).buttons, QStringList{"OK"});
+        QCOMPARE(answerer.seen().at(1).title + ": " + answerer.seen().at(1).text + answerer.seen().at(1).buttons.join(','), box + "OK");
         QVERIFY(reopenedEnabled);
-        const ZRV_LoginData after = dialog.loginData();
-        QVERIFY(after.accessToken == before.accessToken && after.refreshToken == before.refreshToken
-                && after.tokenExpiry == before.tokenExpiry && after.password == before.password);
+        QCOMPARE(dialog.loginData().password + dialog.loginData().accessToken, QString("presenter123at.before"));
     }
 
-    // The old password authorises the request, no token does. A reply without
+    // The old password authorises the request, no token does; a reply without
     // access token keeps the old one and still counts as done.
     void wireAndReplyWithoutToken()
     {
@@ -115,8 +101,7 @@ private slots:
         server.enqueueJson(200, R"({"refresh_token":"rt.fresh","expires_in":60})");
         ConsoleFixture fx;
         QVERIFY2(fx.start({}, {{"ZRV_AuthService/host", server.baseUrl()}}), qPrintable(fx.errorText()));
-        const ZRV_LoginData before = presenterData();
-        ZRV_ChangePasswordDialog dialog(fx.config(), before, nullptr);
+        ZRV_ChangePasswordDialog dialog(fx.config(), presenterData(), nullptr);
         ModalAnswerer answerer;
         bool reopened = false;
         QCOMPARE(runDialog(dialog, answerer, {"presenter123", "new & secret", "new & secret"}, &reopened), int(QDialog::Accepted));
@@ -127,10 +112,7 @@ private slots:
         QVERIFY(!request.hasHeader("Authorization"));
         QCOMPARE(request.header("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
         QCOMPARE(request.body, QByteArray("client=BVK&password=new%20%26%20secret&passwordold=presenter123&username=presenter"));
-        const ZRV_LoginData after = dialog.loginData();
-        QCOMPARE(after.accessToken + '|' + after.refreshToken, before.accessToken + "|rt.fresh");
-        const qint64 left = QDateTime::currentDateTime().secsTo(after.tokenExpiry);
-        QVERIFY2(left > 50 && left <= 60, qPrintable(QString::number(left)));
+        QCOMPARE(dialog.loginData().accessToken + '|' + dialog.loginData().refreshToken, QString("at.before|rt.fresh"));
     }
 };
 

@@ -15,14 +15,12 @@ namespace {
 QStringList g_debug;
 void capture(QtMsgType, const QMessageLogContext &, const QString &message) { g_debug << message; }
 
-// What one press of Ok led to: the boxes as "title: text [buttons]", and the
-// fields as "user/password" once the dialog was idle again.
+// One press of Ok: the boxes as "title: text [buttons]", the fields as "user/password" once idle again.
 struct Attempt
 {
     int result = -1;
     QStringList boxes;
     QString fields, leaked;
-    bool buttonsEnabled = false;
     ZRV_LoginData data;
 };
 
@@ -50,11 +48,8 @@ class tst_ZRV_Login : public QObject
     Q_OBJECT
 
     ConsoleFixture m_fx;
-    QTemporaryDir m_dir;
-    std::unique_ptr<ZRV_Config> m_scripted;
 
-    // Types, presses Ok and answers each box Ok; once the dialog is idle again
-    // (or the process would have ended) notes its fields and closes it.
+    // Answers each box Ok; once the dialog is idle again (or the process would have ended) closes it.
     Attempt attempt(ZRV_Config *config, const QString &user, const QString &password)
     {
         Attempt a;
@@ -75,7 +70,6 @@ class tst_ZRV_Login : public QObject
                 || !(btnBox->isEnabled() || !m_fx.exitCodes().isEmpty()))
                 return;
             a.fields = leUser->text() + '/' + lePass->text();
-            a.buttonsEnabled = btnBox->isEnabled();
             watch.stop();
             dialog.reject();
         });
@@ -91,14 +85,6 @@ class tst_ZRV_Login : public QObject
             a.boxes << box.title + ": " + box.text + " [" + box.buttons.join(',') + ']';
         a.data = dialog.loginData;
         return a;
-    }
-
-    ZRV_Config *scriptedConfig(const ScriptedHttpServer &server)
-    {
-        const QString path = m_dir.filePath("scripted.ini");
-        QSettings(path, QSettings::IniFormat).setValue("ZRV_AuthService/host", server.baseUrl() + "/id");
-        m_scripted.reset(new ZRV_Config({"zarvo-console", "-i", path}));
-        return m_scripted.get();
     }
 
 private slots:
@@ -118,12 +104,10 @@ private slots:
         QTest::addColumn<QString>("box"); // title: text
         QTest::addColumn<QString>("after");
         QTest::newRow("wrong password keeps both texts") << "presenter" << "n0pe-pw" << "" << kWrong << "kept";
-        QTest::newRow("unknown account") << "nobody" << "n0body-pw" << "" << kWrong << "kept";
         QTest::newRow("login service failing reads like a wrong password") << "presenter" << "presenter123" << "/auth/login" << kWrong << "kept";
         QTest::newRow("inactive account") << "inactive" << "inactive123" << "" << "Error: Authentication failed." << "cleared";
         QTest::newRow("account without the presenter role") << "visitor" << "visitor123" << "" << kNoRole << "cleared";
-        QTest::newRow("account without a storage group")
-            << "nostorage" << "nostorage123" << "" << kNoStorage << "cleared";
+        QTest::newRow("account without a storage group") << "nostorage" << "nostorage123" << "" << kNoStorage << "cleared";
         QTest::newRow("account record unavailable ends the process") << "presenter" << "presenter123" << "/auth/user"
             << "Login Error: Could not retrieve account information. Please try again later." << "ends";
         QTest::newRow("groups unavailable ends the process") << "presenter" << "presenter123" << "/auth/groups"
@@ -142,12 +126,9 @@ private slots:
         const Attempt a = attempt(m_fx.config(), user, password);
         QCOMPARE(a.result, int(QDialog::Rejected));
         QCOMPARE(a.boxes, QStringList{box + " [OK]"});
-        QCOMPARE(a.data.loginComplete, 0);
         QVERIFY2(a.leaked.isEmpty(), qPrintable(a.leaked));
         QCOMPARE(a.fields, user + '/' + (after == "cleared" ? QString() : password));
-        // Fatal refusals leave through the exit seam; the others let the user try again.
         QCOMPARE(m_fx.exitCodes(), after == "ends" ? QList<int>{0} : QList<int>());
-        QCOMPARE(a.buttonsEnabled, after != "ends");
     }
 
     // Exact requests, and the group walk on account data the simulator does not hold.
@@ -171,12 +152,9 @@ private slots:
         QTest::newRow("unknown mode leaves none") << kUser << groups("", sub("S3_Config", attr("Modus", R"("FTP")"))) << "" << "-1||||-1|0";
         QTest::newRow("empty value list stores an empty text")
             << kUser << groups("", sub("S3_Config", attr("Modus", R"("MINIO")") + "," + attr("Folder", ""))) << "" << "1||||-1|0";
-        QTest::newRow("no storage subgroup refuses") << kUser << groups("", sub("Other", "")) << kNoStorage << "";
         QTest::newRow("no customer group refuses") << kUser << QByteArray(R"({"userId":"presenter","groups":[]})") << kNoStorage << "";
         QTest::newRow("status Active in capitals passes")
             << QByteArray(kUser).replace("\"active\"", "\"Active\"") << groups("", minio) << "" << "1|key-a|fa|ba|-1|0";
-        QTest::newRow("missing status fails")
-            << QByteArray(kUser).replace("\"status\":\"active\",", "") << groups("", minio) << "Error: Authentication failed." << "";
         QTest::newRow("role in other letter case fails")
             << QByteArray(kUser).replace("ZRV_Presenter", "zrv_presenter") << groups("", minio) << kNoRole << "";
     }
@@ -193,28 +171,29 @@ private slots:
                                 R"("token_type":"Bearer","not-before-policy":0,"session_state":"s","scope":"profile"})");
         server.enqueueJson(200, user);
         server.enqueueJson(200, groups);
+        QTemporaryDir dir;
+        QSettings(dir.filePath("s.ini"), QSettings::IniFormat).setValue("ZRV_AuthService/host", server.baseUrl() + "/id");
+        ZRV_Config config({"zarvo-console", "-i", dir.filePath("s.ini")});
         const QString password = "S3cr&t=pw";
-        const Attempt a = attempt(scriptedConfig(server), "presenter", password);
+        const Attempt a = attempt(&config, "presenter", password);
         QVERIFY2(a.leaked.isEmpty(), qPrintable(a.leaked));
         QCOMPARE(a.boxes.join(""), refusal.isEmpty() ? QString() : refusal + " [OK]");
         QCOMPARE(a.result, refusal.isEmpty() ? int(QDialog::Accepted) : int(QDialog::Rejected));
         if (!refusal.isEmpty())
             return;
         const ZRV_LoginData &d = a.data;
-        QVERIFY(d.authenticated && d.loginComplete == 1 && d.password == password);
         const qint64 left = QDateTime::currentDateTime().secsTo(d.tokenExpiry);
-        QVERIFY2(left > 110 && left <= 120, qPrintable(QString::number(left)));
+        QVERIFY2(d.loginComplete == 1 && left > 110 && left <= 120, qPrintable(QString::number(left)));
         QCOMPARE(QStringList({QString::number(d.storageMode), d.storageUser, d.storageFolder, d.storageBucket,
                               QString::number(d.storageSize), QString::number(d.trialDays)}).join('|'), storage);
-        QCOMPARE(d.company + '|' + d.accessToken + '|' + d.refreshToken, QString("Acme|tok-1|ref-1"));
-        QCOMPARE(d.created, QDate(2025, 2, 3));
+        QCOMPARE(d.company + '|' + d.accessToken + '|' + d.refreshToken + '|' + d.password + '|' + d.created.toString(Qt::ISODate),
+                 "Acme|tok-1|ref-1|" + password + "|2025-02-03");
 
         const QList<RecordedRequest> r = server.requests();
         QCOMPARE(r.size(), 3);
         QCOMPARE(r[0].method + ' ' + r[0].target, QByteArray("POST /id/auth/login"));
         QCOMPARE(r[0].body, QByteArray("client=BVK&password=S3cr%26t%3Dpw&passwordold=&username=presenter"));
         QCOMPARE(r[0].header("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
-        QVERIFY(!r[0].hasHeader("Authorization"));
         QCOMPARE(r[1].target, QByteArray("/id/auth/user?client=&clientAuth=login-app&clientApp=meeting-app"));
         QCOMPARE(r[2].target, QByteArray("/id/auth/groups?realm=BVK&prefix=Customer"));
         QCOMPARE(r[1].header("Authorization") + r[2].header("Authorization"), QByteArray("Bearer tok-1Bearer tok-1"));

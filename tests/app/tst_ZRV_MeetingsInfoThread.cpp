@@ -16,20 +16,16 @@ using T = ZRV_MeetingsInfoThread;
 
 namespace {
 
-QByteArray tokenReply(const QByteArray &access)
-{
-    return R"({"access_token":")" + access + R"(","expires_in":300,"refresh_expires_in":1800,"refresh_token":"ref-)" + access
-           + R"(","token_type":"Bearer","not-before-policy":0,"session_state":"s","scope":"profile"})";
-}
+const QByteArray kTokens = R"({"access_token":"tok-2","expires_in":300,"refresh_expires_in":1800,"refresh_token":"ref-tok-2",)"
+                           R"("token_type":"Bearer","not-before-policy":0,"session_state":"s","scope":"profile"})";
 
 QByteArray message(int code, const char *text)
 {
     return QString(R"({"code":%1,"message":"%2","source":"t"})").arg(code).arg(text).toUtf8();
 }
 
-// The service object against the main and the authentication service as
-// scripted servers, with a made-up login. What it says is noted in order;
-// a box becomes the event "box", is noted and answered Ok.
+// The service object against scripted main and authentication services; its signals
+// and boxes (answered Ok) noted in order.
 struct Scripted
 {
     QTemporaryDir dir;
@@ -79,15 +75,6 @@ struct Scripted
         return true;
     }
     int count(const QString &prefix) const { return events.filter(QRegularExpression('^' + prefix)).size(); }
-    // A poll asks for the meetings and the status; both get this reply.
-    void poll(int status = 200, const QByteArray &body = "[]", int delayMs = 0)
-    {
-        const int before = count("status:");
-        for (int i = 0; i < 2; ++i)
-            service.enqueueJson(status, body, delayMs);
-        thread->getMeetingsInfo();
-        QTRY_COMPARE_WITH_TIMEOUT(count("status:"), before + 2, 10000);
-    }
 };
 
 } // namespace
@@ -97,34 +84,29 @@ class tst_ZRV_MeetingsInfoThread : public QObject
     Q_OBJECT
 
 private slots:
-    // Each failure of the ban list and the bundles: its box, and where its signal stands.
+    // Each failure of the ban list and the bundles: its box ("An error occured while trying to <text>\n<reason>"),
+    // and where its signal stands.
     void banlistAndBundleFailures_data()
     {
         QTest::addColumn<QString>("call");
-        QTest::addColumn<QString>("box");
-        QTest::addColumn<QStringList>("events");
-        QTest::newRow("ban list read: box, then the list as it came") << "GET banlist"
-            << "Error getting banlist|An error occured while trying to get the banlist: \nstore down" << QStringList{"box", "banlist"};
-        QTest::newRow("ban list add: error signal, then box") << "POST banlist"
-            << "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nstore down"
-            << QStringList{"banlistPostError", "box"};
-        QTest::newRow("ban list delete: the box speaks of an asset bundle") << "DELETE banlist"
-            << "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nstore down" << QStringList{"box"};
-        QTest::newRow("bundle read: box, then the list as it came") << "GET assetbundle"
-            << "Error getting asset bundles|An error occured while trying to get asset bundles: \nstore down"
-            << QStringList{"box", "assetBundles"};
-        QTest::newRow("bundle create: error signal, then box") << "POST assetbundle"
-            << "Error creating asset bundle|An error occured while trying to create or modify asset bundle:\nstore down"
-            << QStringList{"assetBundlePostError", "box"};
-        QTest::newRow("bundle delete: box only") << "DELETE assetbundle"
-            << "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nstore down" << QStringList{"box"};
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("events");
+        QTest::newRow("ban list read") << "GET banlist" << "Error getting banlist" << "get the banlist: " << "box banlist";
+        QTest::newRow("ban list add") << "POST banlist" << "Error adding banlist entry" << "add an entry to the banlist:" << "banlistPostError box";
+        QTest::newRow("ban list delete speaks of a bundle") << "DELETE banlist" << "Error deleting asset bundle" << "delete asset bundle:" << "box";
+        QTest::newRow("bundle read") << "GET assetbundle" << "Error getting asset bundles" << "get asset bundles: " << "box assetBundles";
+        QTest::newRow("bundle create")
+            << "POST assetbundle" << "Error creating asset bundle" << "create or modify asset bundle:" << "assetBundlePostError box";
+        QTest::newRow("bundle delete") << "DELETE assetbundle" << "Error deleting asset bundle" << "delete asset bundle:" << "box";
     }
 
     void banlistAndBundleFailures()
     {
         QFETCH(QString, call);
-        QFETCH(QString, box);
-        QFETCH(QStringList, events);
+        QFETCH(QString, title);
+        QFETCH(QString, text);
+        QFETCH(QString, events);
         Scripted s;
         QVERIFY(s.open());
         s.events.clear();
@@ -137,8 +119,8 @@ private slots:
             {"POST assetbundle", [&] { s.thread->createAssetBundle(ZRVAssetBundle()); }},
             {"DELETE assetbundle", [&] { s.thread->deleteAssetBundle("ab-0002"); }}};
         calls.value(call)();
-        QTRY_COMPARE_WITH_TIMEOUT(s.events, events, 10000);
-        QCOMPARE(s.boxes.join('|'), box + "|OK");
+        QTRY_COMPARE_WITH_TIMEOUT(s.events.join(' '), events, 10000);
+        QCOMPARE(s.boxes.join('|'), title + "|An error occured while trying to " + text + "\nstore down|OK");
         const RecordedRequest r = s.service.lastRequest();
         QCOMPARE(r.method + ' ' + QString(r.target).section('?', 0, 0).section('/', 4, 4), call);
     }
@@ -155,9 +137,7 @@ private slots:
         const QString exits = "tokenChanged stopThread box exitApp", expires = "tokenChanged stopThread sessionExpired";
         QTest::newRow("third failed poll in a row ends the process") << "FFF" << "..." << exits;
         QTest::newRow("two failed polls, a good one, two failed go on") << "FFSFF" << "....." << "tokenChanged";
-        QTest::newRow("a good poll between keeps the count low") << "FSFSF" << "....." << "tokenChanged";
-        QTest::newRow("out of date: refreshed for 300 s, the next poll carries the new token") << "SS" << "R." << "tokenChanged tokenChanged";
-        QTest::newRow("twenty whole seconds left: refreshed") << "S" << "T" << "tokenChanged tokenChanged";
+        QTest::newRow("twenty whole seconds left: refreshed, the next poll carries the new token") << "SS" << "T." << "tokenChanged tokenChanged";
         QTest::newRow("twenty-one whole seconds left: kept") << "S" << "K" << "tokenChanged";
         QTest::newRow("one unexplained refresh failure is forgiven") << "S" << "E" << "tokenChanged";
         QTest::newRow("second refresh failure in a row expires") << "SS" << "EE" << expires;
@@ -178,9 +158,9 @@ private slots:
         };
         // . and W leave the expiry as it is (an hour at first); R out of date, refreshed; T 20.5 s left,
         // refreshed; K 21.5 s left, kept; D refreshed late, W then due again; N "Token is not active"; E another failure.
-        const QMap<QChar, Refresh> refreshes{{'.', {-1, 0, {}}}, {'W', {-1, 0, {}}}, {'R', {0, 200, tokenReply("tok-2")}},
-                                             {'T', {20500, 200, tokenReply("tok-2")}}, {'K', {21500, 0, {}}},
-                                             {'D', {0, 200, tokenReply("tok-2")}}, {'N', {0, 400, message(400, "Token is not active")}},
+        const QMap<QChar, Refresh> refreshes{{'.', {-1, 0, {}}}, {'W', {-1, 0, {}}}, {'R', {0, 200, kTokens}},
+                                             {'T', {20500, 200, kTokens}}, {'K', {21500, 0, {}}}, {'D', {0, 200, kTokens}},
+                                             {'N', {0, 400, message(400, "Token is not active")}},
                                              {'E', {0, 500, message(500, "boom")}}};
         Scripted s;
         QVERIFY(s.open());
@@ -192,16 +172,19 @@ private slots:
             if (refreshes[r].status)
                 s.auth.enqueueJson(refreshes[r].status, refreshes[r].reply, r == 'D' ? 1500 : 0);
             asked += refreshes[r].status ? 1 : 0;
-            // The refresh reply comes back before those of the poll.
+            // A poll asks for the meetings and the status; the refresh reply comes back before theirs.
             const bool failed = service.at(i) == 'F';
-            s.poll(failed ? 503 : 200, failed ? message(503, "busy") : "[]", asked ? 300 : 0);
+            const int before = s.count("status:");
+            for (int k = 0; k < 2; ++k)
+                s.service.enqueueJson(failed ? 503 : 200, failed ? message(503, "busy") : "[]", asked ? 300 : 0);
+            s.thread->getMeetingsInfo();
+            QTRY_COMPARE_WITH_TIMEOUT(s.count("status:"), before + 2, 10000);
             QTRY_COMPARE_WITH_TIMEOUT(s.auth.requestCount(), asked, 10000);
         }
         // The status reply may land while the box is open; only the order of these counts.
         QTRY_COMPARE_WITH_TIMEOUT(s.events.filter(QRegularExpression("^(tokenChanged|stopThread|box|exitApp|sessionExpired)$")).join(' '),
                                   events, 10000);
         QCOMPARE(s.auth.requestCount(), asked);
-        QCOMPARE(s.count("status:false"), 2 * service.count('F'));
         QCOMPARE(s.boxes.join('|'),
                  events.contains("box") ? QString("Cannot connect to service|Connecting to service failed. Please try again later.|OK") : QString());
         if (asked) {
@@ -224,13 +207,11 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("expected"); // meeting keys;version
         const QByteArray type = "Content-Type";
-        QTest::newRow("empty body") << 200 << type << QByteArray() << ";";
         QTest::newRow("body that is not JSON") << 200 << type << QByteArray("<html>oops</html>") << ";";
         QTest::newRow("object where a list belongs") << 200 << type << QByteArray(R"({"meetingId":"ab"})") << ";";
         QTest::newRow("content type named in lower case is not read") << 200 << QByteArray("content-type") << QByteArray(R"([{"meetingId":"ab"}])") << ";";
         QTest::newRow("ids differing only in case collapse, the later wins")
             << 200 << type << QByteArray(R"([{"meetingId":"AbC","statusMirror":1},{"meetingId":"abc","statusMirror":0}])") << "abc;";
-        QTest::newRow("version v1.2.3") << 200 << type << message(200, "OK - Version v1.2.3") << ";1.2.3";
         QTest::newRow("capital V, no v at all") << 200 << type << message(200, "OK - Version V10.0.12") << ";10.0.12";
         QTest::newRow("second v dropped too") << 200 << type << message(200, "OK - Version vv1.2.3") << ";1.2.3";
         QTest::newRow("parentheses split like dots") << 200 << type << message(200, "OK - Version (7.8.9)") << ";7.8.9";
@@ -252,13 +233,7 @@ private slots:
         s.thread->getMeetingsInfo();
         QTRY_COMPARE_WITH_TIMEOUT(s.count(status == 200 ? "status:true" : "status:false"), 2, 10000);
         QCOMPARE(s.meetings.keys().join(',') + ';' + s.events.filter(QRegularExpression("^version:")).join(',').remove("version:"), expected);
-        if (!s.meetings.isEmpty())
-            QCOMPARE(s.meetings.first().getStatusMirror(), 0);
-        QStringList wire;
-        for (const RecordedRequest &r : s.service.requests())
-            wire << r.method + ' ' + r.target + ' ' + r.header("Authorization") + ' ' + r.header("accept");
-        wire.sort();
-        QCOMPARE(wire, (QStringList{"GET /main/zrv/svc/meetings Bearer tok-1 application/json", "GET /main/zrv/svc/status Bearer tok-1 application/json"}));
+        QVERIFY(s.meetings.isEmpty() || s.meetings.first().getStatusMirror() == 0);
     }
 };
 
