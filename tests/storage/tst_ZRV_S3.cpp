@@ -129,16 +129,12 @@ private slots:
                "presenter[readme.txt:7]{__ASSETBUNDLES[Presenter Stage.win.asb:6] "
                "models[chair.fbx:2000,stage.fbx:3000]}}"
             << "";
-        QTest::newRow("presenter confined to the own folder, bundles hidden") << Presenter << 1 << "presenter"
-                                                                              << qint64(-1) << own << "";
-        QTest::newRow("leading slashes of the folder dropped") << Presenter << 1 << "//presenter" << qint64(-1) << own
-                                                               << "";
+        QTest::newRow("presenter confined to the own folder with leading slashes, bundles hidden")
+            << Presenter << 1 << "//presenter" << qint64(-1) << own << "";
         QTest::newRow("S3 account works in the fixed bucket, whatever its key names")
             << Presenter << 2 << "presenter" << qint64(-1) << "S3 - presenter/[only-on-s3.txt:2]" << "";
-        QTest::newRow("allowance: free space in whole MB") << Presenter << 1 << "presenter" << qint64(5) << own
-                                                           << "Free: 5MB";
-        QTest::newRow("allowance used up shows 0, not less") << Presenter << 1 << "presenter" << qint64(0) << own
-                                                             << "Free: 0MB";
+        QTest::newRow("allowance used up shows 0, not less")
+            << Presenter << 1 << "presenter" << qint64(0) << own << "Free: 0MB";
     }
 
     void firstListing()
@@ -151,9 +147,6 @@ private slots:
         QVERIFY(p);
         QTEST(storageTreeDump(p->tree()->topLevelItem(0)), "tree");
         QTEST(p->page.findChild<QLabel *>("lblFree")->text(), "free");
-        QVERIFY(p->page.findChild<QLabel *>("lblStatus")->text().isEmpty());
-        // The line edits belong to unmanaged storage only; files are banned by administrators.
-        QVERIFY(!p->page.findChild<QLineEdit *>("leS3Url")->isVisible());
         QCOMPARE(p->button("btnS3BanFile")->isVisible(), roles == Administrator);
     }
 
@@ -172,7 +165,6 @@ private slots:
         answerer.arm(Wait);
         p->click("btnS3Mkdir");
         QVERIFY(p->selectFolder("props"));
-        QVERIFY(p->files().isEmpty());
 
         // The file lands in the directory that was only in the tree.
         const QByteArray data = randomBytes(6 * 1024 * 1024 + 123);
@@ -186,7 +178,6 @@ private slots:
         QCOMPARE(m_moto.getObject("zarvo", "presenter/models/props/scene.fbx"), data);
         QCOMPARE(p->files(), QStringList{"scene.fbx"});
         QCOMPARE(p->table()->item(0, 1)->text(), QString("6 MB"));
-        QCOMPARE(p->table()->rowHeight(0), 20);
 
         p->selectFiles({"scene.fbx"});
         ZRV_FileChooser::setNextAnswer(m_dir.filePath("back.fbx"));
@@ -198,10 +189,10 @@ private slots:
         answerer.pressButton(QMessageBox::Yes);
         p->selectFiles({"scene.fbx"});
         p->click("btnS3Delete");
-        QTRY_VERIFY_WITH_TIMEOUT(!m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"), Wait);
-        QCOMPARE(answerer.seen().value(1).title, QString("Delete File"));
-        QCOMPARE(answerer.seen().value(1).text, QString("Do you really want to delete 'scene.fbx'?"));
-        QTRY_VERIFY(p->files().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(p->files().isEmpty(), Wait);
+        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"));
+        QCOMPARE(answerer.seen().value(1).title + "|" + answerer.seen().value(1).text,
+                 QString("Delete File|Do you really want to delete 'scene.fbx'?"));
         QCOMPARE(p->page.usedBytes(), qint64(3000 + 2000 + 7));
 
         // The same name again is refused.
@@ -211,34 +202,38 @@ private slots:
             qobject_cast<QInputDialog *>(w)->accept();
         });
         p->click("btnS3Mkdir");
-        QCOMPARE(answerer.seen().value(3).title, QString("Directory already exists"));
-        QCOMPARE(answerer.seen().value(3).text, QString("A directory with the name props already exists."));
+        QCOMPARE(answerer.seen().value(3).title + "|" + answerer.seen().value(3).text,
+                 QString("Directory already exists|A directory with the name props already exists."));
     }
 
-    void uploadOverwrite_data()
+    void overwrite_data()
     {
+        QTest::addColumn<bool>("download");
         QTest::addColumn<QList<int>>("answers");
-        QTest::addColumn<int>("questions");
         QTest::addColumn<QStringList>("replaced");
 
         using B = QMessageBox;
-        QTest::newRow("yes, then no: one file replaced") << QList<int>{B::Yes, B::No} << 2 << QStringList{"stage.fbx"};
-        QTest::newRow("yes to all: asked once for both") << QList<int>{B::YesToAll} << 1
-                                                         << QStringList{"stage.fbx", "chair.fbx"};
-        QTest::newRow("no to all: asked once, none replaced") << QList<int>{B::NoToAll} << 1 << QStringList();
-        QTest::newRow("no, then yes to all") << QList<int>{B::No, B::YesToAll} << 2 << QStringList{"chair.fbx"};
+        const QStringList both{"stage.fbx", "chair.fbx"};
+        QTest::newRow("upload: yes, then no") << false << QList<int>{B::Yes, B::No} << QStringList{"stage.fbx"};
+        QTest::newRow("upload: yes to all, asked once") << false << QList<int>{B::YesToAll} << both;
+        QTest::newRow("upload: no to all, asked once") << false << QList<int>{B::NoToAll} << QStringList();
+        QTest::newRow("download: yes to all lasts the session") << true << QList<int>{B::YesToAll} << both;
+        QTest::newRow("download: no to all lasts the session, the queue waits")
+            << true << QList<int>{B::NoToAll} << QStringList();
     }
 
-    void uploadOverwrite()
+    void overwrite()
     {
+        QFETCH(bool, download);
         QFETCH(QList<int>, answers);
         QFETCH(QStringList, replaced);
         auto p = open();
         QVERIFY(p);
+        const QStringList names{"stage.fbx", "chair.fbx", "fresh.fbx"};
         QStringList paths;
-        for (const QString &name : QStringList{"stage.fbx", "chair.fbx", "fresh.fbx"}) {
+        for (const QString &name : names) {
             paths << m_dir.filePath(name);
-            QVERIFY(writeFile(paths.last(), "new " + name.toUtf8()));
+            QVERIFY(writeFile(paths.last(), "local " + name.toUtf8()));
         }
         ModalAnswerer answerer;
         for (int a : answers)
@@ -246,109 +241,67 @@ private slots:
         answerer.pressButton(QMessageBox::No);
         answerer.arm();
         QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-        p->page.uploadFiles(paths);
-        QVERIFY(finished.wait(Wait));
-        QTEST(int(answerer.seen().size()), "questions");
-        QCOMPARE(answerer.seen().value(0).title, QString("Overwrite?"));
-        QCOMPARE(answerer.seen().value(0).text, QString("File stage.fbx already exists on the Server. Overwrite?"));
-        for (const QString &name : QStringList{"stage.fbx", "chair.fbx"})
-            QCOMPARE(m_moto.getObject("zarvo", "presenter/models/" + name).startsWith("new "), replaced.contains(name));
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/fresh.fbx"), QByteArray("new fresh.fbx"));
-
-        // An "all" answer lasts for its own call only: the next call asks again.
-        const int asked = answerer.seen().size();
-        p->page.uploadFiles({paths.first()});
-        QCOMPARE(answerer.seen().size(), asked + 1);
-    }
-
-    void downloadAllAnswersLastTheSession_data()
-    {
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<bool>("replaced");
-        QTest::newRow("yes to all: both replaced, a later download not asked") << int(QMessageBox::YesToAll) << true;
-        QTest::newRow("no to all: the queue waits, a later download skipped unasked")
-            << int(QMessageBox::NoToAll) << false;
-    }
-
-    void downloadAllAnswersLastTheSession()
-    {
-        QFETCH(int, answer);
-        QFETCH(bool, replaced);
-        auto p = open();
-        QVERIFY(p);
-        const QStringList names{"stage.fbx", "chair.fbx", "readme.txt"};
-        for (const QString &name : names)
-            QVERIFY(writeFile(m_dir.filePath(name), "old"));
-        ModalAnswerer answerer;
-        answerer.pressButton(QMessageBox::StandardButton(answer));
-        answerer.arm();
-        p->selectFiles({"stage.fbx", "chair.fbx"});
-        ZRV_FileChooser::setNextAnswer(m_dir.path());
-        p->click("btnS3Download");
-        QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save files in"));
-        QCOMPARE(answerer.seen().value(0).text, "Overwrite " + m_dir.filePath("chair.fbx") + "?");
-        if (replaced) {
-            QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("stage.fbx")), QByteArray(3000, 's'), Wait);
-            QCOMPARE(readFile(m_dir.filePath("chair.fbx")), QByteArray(2000, 'c'));
-        } else {
-            // The skip does not move the queue on: the second entry waits.
-            QCOMPARE(p->page.currentEntry().state, 3);
-            QCOMPARE(p->page.queuedEntries().size(), 1);
+        // Sent twice: an "all" answer of an upload lasts its own call only, of a download the session.
+        for (int call = 0; call < 2; ++call) {
+            if (download) {
+                p->selectFiles(names.mid(0, 2));
+                ZRV_FileChooser::setNextAnswer(m_dir.path());
+                p->click("btnS3Download");
+            } else {
+                p->page.uploadFiles(call ? paths.mid(0, 1) : paths);
+                QVERIFY(call || finished.wait(Wait));
+            }
+            if (call == 0) {
+                QCOMPARE(answerer.seen().size(), answers.size());
+                QCOMPARE(answerer.seen().value(0).text,
+                         download ? "Overwrite " + paths.at(1) + "?"
+                                  : QString("File stage.fbx already exists on the Server. Overwrite?"));
+                const auto isReplaced = [&](const QString &name) {
+                    const QByteArray remote = m_moto.getObject("zarvo", "presenter/models/" + name);
+                    return download ? readFile(m_dir.filePath(name)) == remote : remote.startsWith("local ");
+                };
+                for (const QString &name : names.mid(0, 2))
+                    QTRY_COMPARE_WITH_TIMEOUT(isReplaced(name), replaced.contains(name), Wait);
+                if (download && replaced.isEmpty()) // the skip does not move the queue on
+                    QCOMPARE(p->page.queuedEntries().size(), 1);
+            }
         }
-        QVERIFY(p->selectFolder(p->tree()->topLevelItem(0)->text(0)));
-        p->selectFiles({"readme.txt"});
-        ZRV_FileChooser::setNextAnswer(m_dir.filePath("readme.txt"));
-        p->click("btnS3Download");
-        if (replaced)
-            QTRY_COMPARE_WITH_TIMEOUT(readFile(m_dir.filePath("readme.txt")), QByteArray("read me"), Wait);
-        QCOMPARE(answerer.seen().size(), 1);
-        for (const QString &name : names)
-            QCOMPARE(readFile(m_dir.filePath(name)) == "old", !replaced);
+        QCOMPARE(answerer.seen().size(), answers.size() + (download ? 0 : 1));
     }
 
     void allowance_data()
     {
         QTest::addColumn<qint64>("extra");
-        QTest::addColumn<qint64>("allowance");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("exactly fills the allowance") << qint64(0) << qint64(1) << true;
-        QTest::newRow("one byte too large") << qint64(1) << qint64(1) << false;
-        QTest::newRow("no limit") << qint64(5 * 1024 * 1024) << qint64(-1) << true;
+        QTest::newRow("exactly fills the allowance") << qint64(0);
+        QTest::newRow("one byte too large") << qint64(1);
     }
 
     void allowance()
     {
         QFETCH(qint64, extra);
-        QFETCH(qint64, allowance);
-        QFETCH(bool, accepted);
-        auto p = open(Presenter, "models", 1, "presenter", allowance);
+        auto p = open(Presenter, "models", 1, "presenter", 1);
         QVERIFY(p);
-        const qint64 used = p->page.usedBytes();
-        QCOMPARE(used, qint64(3000 + 2000 + 7));
+        const qint64 used = 3000 + 2000 + 7;
         const qint64 size = 1048576 - used + extra;
         const QString first = m_dir.filePath("first.bin");
         const QString big = m_dir.filePath("big.bin");
         QVERIFY(writeFile(first, "") && writeFile(big, QByteArray(int(size), 'b')));
-
         ModalAnswerer answerer;
         answerer.arm();
         QSignalSpy started(&p->page, &ZRV_S3::startUploadDownload);
         QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
         p->page.uploadFiles({first, big});
-        if (accepted) {
+        if (extra == 0) {
             QVERIFY(finished.wait(Wait));
-            QVERIFY(answerer.seen().isEmpty());
             QCOMPARE(m_moto.getObject("zarvo", "presenter/models/big.bin").size(), int(size));
             return;
         }
-        QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/big.bin"));
         QCOMPARE(answerer.seen().size(), 1);
-        QCOMPARE(answerer.seen().value(0).title, QString("Not enough free space"));
-        QCOMPARE(answerer.seen().value(0).text,
-                 QString("Not enough free space. Allowed: 1MB Used: 0MB File Size: %1KB").arg(size / 1024));
+        QCOMPARE(answerer.seen().value(0).title + "|" + answerer.seen().value(0).text,
+                 QString("Not enough free space|Not enough free space. Allowed: 1MB Used: 0MB File Size: %1KB")
+                     .arg(size / 1024));
         // The whole batch is gone, the empty file before it too, while its bytes still count.
         QCOMPARE(started.count(), 0);
-        QVERIFY(p->page.queuedEntries().isEmpty());
         QCOMPARE(p->page.usedBytes(), used);
     }
 
@@ -364,11 +317,10 @@ private slots:
         answerer.arm(Wait);
         p->page.uploadFiles({source});
         QTRY_COMPARE_WITH_TIMEOUT(answerer.seen().size(), 1, Wait);
-        QCOMPARE(answerer.seen().value(0).title, QString("Upload Error"));
-        QVERIFY2(answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
+        QVERIFY2(answerer.seen().value(0).title == "Upload Error" &&
+                     answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
                  qPrintable(answerer.seen().value(0).text));
         QCOMPARE(p->page.currentEntry().state, 5);
-        QCOMPARE(readFile(source), QByteArray("kept"));
     }
 
     void pauseResumeWithTheQueueInTheDock()
@@ -389,26 +341,20 @@ private slots:
         connect(&table, &ZRV_QueueTableWidget::deleteSlot, &p->page, &ZRV_S3::onDeleteSlot);
         QPushButton *pause = p->button("btnPause");
         QList<QVariantList> progress;
-        bool pressed = false;
         connect(&p->page, &ZRV_S3::transferProgress, this,
                 [&](int mode, QString, QString object, qlonglong size, qlonglong done, int speed) {
                     progress << QVariantList{mode, done, speed, object};
-                    if (!pressed && done > 0 && done < size) {
-                        pressed = true;
+                    if (!pause->isChecked() && progress.size() < 10 && done > 0 && done < size)
                         QTest::mouseClick(pause, Qt::LeftButton);
-                    }
                 });
         QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
         p->page.uploadFiles(paths);
-        QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked(), Wait);
-        QCOMPARE(p->page.currentEntry().state, 2);
         // The worker stops at the next step and says so with speed 0; then no step, no signal.
-        QTRY_VERIFY_WITH_TIMEOUT(progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
+        QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked() && progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
         QVERIFY(!finished.wait(1000));
         const int seen = progress.size();
         QVERIFY(!finished.wait(500));
         QCOMPARE(progress.size(), seen);
-        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 1);
 
         QStringList first;
         for (int c = 0; c < table.columnCount(); ++c)
@@ -421,9 +367,8 @@ private slots:
         answerer.arm();
         table.setCurrentCell(0, 1);
         QTest::keyClick(&table, Qt::Key_Delete);
-        QCOMPARE(answerer.seen().value(0).title, QString("Cannot abort"));
-        QCOMPARE(answerer.seen().value(0).text, QString("Cannot abort current operation."));
-        QCOMPARE(table.rowCount(), 3);
+        QCOMPARE(answerer.seen().value(0).title + "|" + answerer.seen().value(0).text,
+                 QString("Cannot abort|Cannot abort current operation."));
         table.setCurrentCell(1, 1);
         QTest::keyClick(&table, Qt::Key_Delete);
         QCOMPARE(table.rowCount(), 2);
@@ -432,16 +377,12 @@ private slots:
         QCOMPARE(kept->text(), QString("q3.fbx"));
 
         QTest::mouseClick(pause, Qt::LeftButton);
-        QVERIFY(!pause->isChecked());
         QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
         QCOMPARE(m_moto.getObject("zarvo", "presenter/models/q1.fbx"), data);
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
-        QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
         // A resumed transfer does not start its display from zero again.
-        for (int i = seen; i < progress.size(); ++i) {
-            if (progress.at(i).value(3).toString().endsWith("q1.fbx"))
-                QVERIFY(progress.at(i).value(1).toLongLong() > 0);
-        }
+        for (int i = seen; i < progress.size(); ++i)
+            QVERIFY(!progress.at(i).value(3).toString().endsWith("q1.fbx") || progress.at(i).value(1).toLongLong() > 0);
     }
 
     void abort_data()
@@ -470,7 +411,6 @@ private slots:
                     if (mode >= 0 && done > 0 && done < size && abort->isEnabled())
                         QTest::mouseClick(abort, Qt::LeftButton);
                 });
-        QSignalSpy queue(&p->page, &ZRV_S3::updateQueue);
         ModalAnswerer answerer;
         answerer.pressButton(QMessageBox::Yes);
         answerer.arm();
@@ -483,8 +423,6 @@ private slots:
         }
         QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 3, Wait);
         QVERIFY(p->page.queuedEntries().isEmpty());
-        QVERIFY(queue.last().value(0).value<QList<ZRV_S3::fileEntry>>().isEmpty());
-        QVERIFY(!abort->isEnabled());
         // The worker is done with the aborted step once it has cleared the display.
         QTRY_COMPARE_WITH_TIMEOUT(modes.last(), -1, Wait);
         QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
@@ -497,7 +435,6 @@ private slots:
         QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
         p->page.uploadFiles({waiting});
         QVERIFY(finished.wait(Wait));
-        QCOMPARE(m_moto.getObject("zarvo", "presenter/models/waiting.fbx"), QByteArray("w"));
     }
 
     // The tree model where the page's own listings do not reach.
@@ -510,20 +447,18 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::addColumn<qint64>("total");
 
-        const QStringList admin{"ZRV_Presenter", "ZRV_Administrator"};
         QTest::newRow("storage user's own path element hides itself and all above it")
-            << QStringList{"top/zarvo/docs/a.pdf", "top/zarvo/b.txt"} << QStringList{"20", "15"} << "zarvo" << admin
-            << "MINIO - root[b.txt:15]{top docs[a.pdf:20]}" << qint64(35);
+            << QStringList{"top/zarvo/docs/a.pdf", "top/zarvo/b.txt"} << QStringList{"20", "15"} << "zarvo"
+            << Administrator << "MINIO - root[b.txt:15]{top docs[a.pdf:20]}" << qint64(35);
         QTest::newRow("administrator role matched without regard to case")
             << QStringList{"__ASSETBUNDLES/x.win.asb"} << QStringList{"24"} << "key" << QStringList{"zrv_administrator"}
             << "MINIO - root{__ASSETBUNDLES[x.win.asb:24]}" << qint64(24);
         QTest::newRow("a bundle folder below another folder is shown to a presenter")
             << QStringList{"__ASSETBUNDLES/x.win.asb", "p/__ASSETBUNDLES/y.win.asb"} << QStringList{"1", "2"} << "key"
-            << QStringList{"ZRV_Presenter"} << "MINIO - root{p{__ASSETBUNDLES[y.win.asb:2]}}" << qint64(2);
+            << Presenter << "MINIO - root{p{__ASSETBUNDLES[y.win.asb:2]}}" << qint64(2);
         // After a failed info call the sizes and ETags are shorter than the keys.
-        QTest::newRow("short info lists are read safely")
-            << QStringList{"a.txt", "b.txt", "c.txt"} << QStringList{"10", "20"} << "key" << admin
-            << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
+        QTest::newRow("short info lists are read safely") << QStringList{"a.txt", "b.txt", "c.txt"}
+            << QStringList{"10", "20"} << "key" << Administrator << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
     }
 
     void treeFromListing()
@@ -547,7 +482,6 @@ private slots:
         ZRV_S3Tree::Input in;
         in.pathPrefix = "p/";
         tree.addTopLevelItem(ZRV_S3Tree::buildTree({"p/d/b.txt", "p/d/d.txt"}, {"1", "2"}, {"", ""}, in, nullptr));
-
         // Sorted in behind the last name before it, an existing name replaced, a
         // name before all others appended: as the page's order has always been.
         QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/c.txt", 3, "e"));
@@ -556,13 +490,9 @@ private slots:
         // The doubled "/" of an upload into a confined account's top folder.
         QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p//top.txt", 6, "e"));
         QVERIFY(!ZRV_S3Tree::addFileToTree(&tree, "p/nowhere/x.txt", 1, "e"));
-        QCOMPARE(storageTreeDump(tree.topLevelItem(0)),
-                 QString("MINIO - p/[top.txt:6]{d[b.txt:1,c.txt:3,d.txt:4,a.txt:5]}"));
-
         qint64 removed = 0;
         QVERIFY(ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
         QCOMPARE(removed, qint64(3));
-        QVERIFY(!ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
         QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,d.txt:4,a.txt:5]}"));
     }
 
