@@ -113,51 +113,38 @@ void tst_zrv_meeting_dialogs_replies::replies_data()
 {
     QTest::addColumn<QString>("call"); // what the dialog asked
     QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("headers"); // "Name: value" lines; none given: the body's content type; "-": none
+    QTest::addColumn<QByteArray>("type"); // the content type; none given: the body's; "-": no header
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expected"); // the coordinates, or the log text shown
 
     const QString unchanged = "9|9|9|8|8|8";
     const QByteArray pos = R"({"command":"GetPlayerPos","vList":)";
-    const QByteArray json = "Content-Type: application/json";
-    QTest::newRow("position: two vectors") << "pos" << 200 << QByteArray() << pos + R"([{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})" << "1|2|3|0|90|0";
-    QTest::newRow("position: command name in lower case") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"getplayerpos","vList":[{"x":1,"y":2,"z":3},{"x":0,"y":90,"z":0}]})") << "1|2|3|0|90|0";
-    QTest::newRow("position: more than six digits are rounded") << "pos" << 200 << QByteArray() << pos + R"([{"x":1.23456789,"y":-0.000123456789,"z":1e9},{}]})" << "1.23457|-0.000123457|1e+09|0|0|0";
-    QTest::newRow("position: a vector with missing axes reads them as 0") << "pos" << 200 << QByteArray() << pos + R"([{"x":1},{"y":5}]})" << "1|0|0|0|5|0";
-    QTest::newRow("position: vectors that are no objects read as 0") << "pos" << 200 << QByteArray() << pos + R"(["a","b"]})" << "0|0|0|0|0|0";
-    QTest::newRow("position: one vector") << "pos" << 200 << QByteArray() << pos + R"([{"x":1,"y":2,"z":3}]})" << unchanged;
-    QTest::newRow("position: no vector list") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"GetPlayerPos","sList":["no position"]})") << unchanged;
-    QTest::newRow("position: vector list that is an object") << "pos" << 200 << QByteArray() << pos + R"({"x":1,"y":2}})" << unchanged;
-    QTest::newRow("position: reply to another command") << "pos" << 200 << QByteArray() << QByteArray(R"({"command":"KickPlayer","vList":[{"x":1},{"x":2}]})") << unchanged;
-    QTest::newRow("position: body that is not JSON") << "pos" << 200 << json << QByteArray("<html>busy</html>") << unchanged;
-    QTest::newRow("position: refused with 403") << "pos" << 403 << QByteArray() << Refusal << unchanged;
-    const QString empty = "Empty log file";
-    QTest::newRow("log: plain text") << "log" << 200 << QByteArray() << QByteArray("line 1\nline 2\n") << "line 1\nline 2\n";
-    QTest::newRow("log: empty body") << "log" << 200 << QByteArray() << QByteArray() << empty;
-    QTest::newRow("log: no content type, the body is not read") << "log" << 200 << QByteArray("-") << QByteArray("line\n") << empty;
-    QTest::newRow("log: compressed body") << "log" << 200 << QByteArray("Content-Type: text/plain\nContent-Encoding: gzip")
-                                          << QByteArray("\x1f\x8b\x08\x00", 4) << empty;
-    QTest::newRow("log: bytes that are no UTF-8") << "log" << 200 << QByteArray("Content-Type: application/octet-stream")
-                                                  << QByteArray("\xff\xfe\xfd") << QString(3, QChar::ReplacementCharacter);
-    QTest::newRow("log: JSON is shown as text") << "log" << 200 << QByteArray() << QByteArray(R"({"lines":["a"]})") << R"({"lines":["a"]})";
-    QTest::newRow("log: refused with 403") << "log" << 403 << QByteArray() << Refusal << "Error getting logfile.";
-    QTest::newRow("log: server error") << "log" << 500 << QByteArray() << QByteArray("boom") << "Error getting logfile.";
+    const auto row = [](const char *name, const char *call, int status, const QByteArray &type, const QByteArray &body,
+                        const QString &expected) { QTest::newRow(name) << call << status << type << body << expected; };
+    row("position: two vectors, more than six digits rounded", "pos", 200, {},
+        pos + R"([{"x":1.23456789,"y":-0.000123456789,"z":1e9},{"x":0,"y":90,"z":0}]})", "1.23457|-0.000123457|1e+09|0|90|0");
+    row("position: command name in lower case", "pos", 200, {}, R"({"command":"getplayerpos","vList":[{"x":1},{"y":5}]})", "1|0|0|0|5|0");
+    row("position: one vector", "pos", 200, {}, pos + R"([{"x":1,"y":2,"z":3}]})", unchanged);
+    row("position: reply to another command", "pos", 200, {}, R"({"command":"KickPlayer","vList":[{"x":1},{"x":2}]})", unchanged);
+    row("position: body that is not JSON", "pos", 200, "application/json", "<html>busy</html>", unchanged);
+    row("position: refused with 403", "pos", 403, {}, Refusal, unchanged);
+    row("log: plain text", "log", 200, {}, "line 1\nline 2\n", "line 1\nline 2\n");
+    row("log: empty body", "log", 200, {}, {}, "Empty log file");
+    row("log: no content type, the body is not read", "log", 200, "-", "line\n", "Empty log file");
+    row("log: JSON is shown as text", "log", 200, {}, R"({"lines":["a"]})", R"({"lines":["a"]})");
+    row("log: refused with 403", "log", 403, {}, Refusal, "Error getting logfile.");
 }
 
 void tst_zrv_meeting_dialogs_replies::replies()
 {
     QFETCH(QString, call);
     QFETCH(int, status);
-    QFETCH(QByteArray, headers);
+    QFETCH(QByteArray, type);
     QFETCH(QByteArray, body);
     QFETCH(QString, expected);
 
-    QList<QPair<QByteArray, QByteArray>> list;
-    for (const QByteArray &line : (headers.isEmpty() ? "Content-Type: " + contentType(body) : headers).split('\n')) {
-        if (line.contains(':'))
-            list.append({line.left(line.indexOf(':')), line.mid(line.indexOf(':') + 2)});
-    }
-    m_server->enqueue(status, list, body);
+    m_server->enqueue(status, type == "-" ? QList<QPair<QByteArray, QByteArray>>() : QList<QPair<QByteArray, QByteArray>>{
+        {"Content-Type", type.isEmpty() ? contentType(body) : type}}, body);
     ModalAnswerer answerer;
     QString shown;
     if (call == "log") {
@@ -166,7 +153,7 @@ void tst_zrv_meeting_dialogs_replies::replies()
         QSignalSpy replies(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
         answerer.handle([&](QWidget *w) {
             (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000); // counted below
-            shown = logText(w);
+            shown = w->findChild<QPlainTextEdit *>("teLogfile")->toPlainText();
             pressOk(w);
         });
         answerer.arm(10000);
@@ -195,7 +182,6 @@ void tst_zrv_meeting_dialogs_replies::replies()
         for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
             fields << dlg.findChild<QLineEdit *>(name)->text();
         shown = fields.join('|');
-        QCOMPARE(dlg.findChild<QLineEdit *>("leTitle")->text(), "Stage");
     }
     QCOMPARE(shown, expected);
     for (const ModalAnswerer::Seen &seen : answerer.seen())
@@ -287,8 +273,6 @@ void tst_zrv_meeting_dialogs_replies::banlist_data()
     const QString post = R"(POST /zrv/svc/banlist {"Checksum":"u","Filename":"n","Mode":3})";
     const QString del = "DELETE /zrv/svc/banlist?banlistId=1";
     const QString reread = "\nGET /zrv/svc/banlist";
-    const QString noName = "Empty name not allowed.|Cannot add entry without a name.";
-    const QString noUrl = "Empty entry not allowed.|Cannot add empty entry.";
     const auto row = [](const char *name, const QString &action, const QStringList &typed, int lines, const QString &box = {},
                         const QString &requests = {}, int status = 0, const QByteArray &reply = {}) {
         QTest::newRow(name) << typed << action << status << reply << box << requests << lines;
@@ -298,12 +282,8 @@ void tst_zrv_meeting_dialogs_replies::banlist_data()
     row("add refused with 403: not read again", "add", nu, 1,
         "Error adding banlist entry|An error occured while trying to add an entry to the banlist:\nNot allowed", post, 403, Refusal);
     row("delete answered with text that is no number: read again", "delete", {}, 0, "", del + reread, 200, "gone");
-    row("delete refused with 403: not read again", "delete", {}, 1,
-        "Error deleting asset bundle|An error occured while trying to delete asset bundle:\nNot allowed", del, 403, Refusal);
-    row("cancel at the name asks nothing further", "add", {"<cancel>"}, 1, noName);
-    row("empty name", "add", {""}, 1, noName);
-    row("name, then cancel at the URL", "add", {"x", "<cancel>"}, 1, noUrl);
-    row("name, then an empty URL", "add", {"x", ""}, 1, noUrl);
+    row("cancel at the name asks nothing further", "add", {"<cancel>"}, 1, "Empty name not allowed.|Cannot add entry without a name.");
+    row("name, then an empty URL", "add", {"x", ""}, 1, "Empty entry not allowed.|Cannot add empty entry.");
     row("a line whose id was not in the last list", "delete 987654", {}, 2, "Delete not possible|Invalid entry - Could not delete");
     row("a line whose data is no number: nothing", "delete abc", {}, 2);
 }
@@ -339,10 +319,8 @@ void tst_zrv_meeting_dialogs_replies::banlist()
     ZRV_BanlistDialog dlg(m_thread.get());
     auto *list = dlg.findChild<QListWidget *>("banlst");
     QVERIFY(m_server->waitForRequests(1));
-    auto *btnDelete = dlg.findChild<QPushButton *>("btnDelete");
     if (action != "read") {
         QTRY_COMPARE(list->count(), 1);
-        QVERIFY(!btnDelete->isEnabled()); // no current line yet
         m_server->enqueue(status, {{"Content-Type", contentType(reply)}}, reply);
         m_server->enqueueJson(200, action == "add" ? R"([{"Id":1},{"Id":2,"Mode":3,"Filename":"n","Checksum":"u"}])" : "[]");
         if (action == "add") {
@@ -354,7 +332,7 @@ void tst_zrv_meeting_dialogs_replies::banlist()
                                                                             : QVariant(action.section(' ', 1)));
             }
             list->setCurrentRow(list->count() - 1);
-            QTest::mouseClick(btnDelete, Qt::LeftButton);
+            QTest::mouseClick(dlg.findChild<QPushButton *>("btnDelete"), Qt::LeftButton);
         }
     }
     const int expectedRequests = 1 + (requests.isEmpty() ? 0 : requests.count('\n') + 1);
@@ -366,21 +344,13 @@ void tst_zrv_meeting_dialogs_replies::banlist()
         sent << QString::fromUtf8(r.method + ' ' + r.target + (r.body.isEmpty() ? "" : ' ' + body));
     }
     QCOMPARE(sent.join('\n'), requests);
-    const auto boxes = [&answerer] {
-        QStringList out;
-        for (const ModalAnswerer::Seen &s : answerer.seen()) {
-            if (s.className == "QMessageBox")
-                out << s.title + '|' + s.text;
-        }
-        return out.join('\n');
-    };
-    QTRY_COMPARE(boxes(), box);
+    QStringList boxes;
+    for (const ModalAnswerer::Seen &s : answerer.seen())
+        boxes << (s.className == "QMessageBox" ? s.title + '|' + s.text : QString());
+    QCOMPARE(boxes.filter("|").join('\n'), box);
     QTRY_COMPARE(list->count(), lines);
-    if (requests.endsWith("GET /zrv/svc/banlist")) {
-        QVERIFY(!btnDelete->isEnabled()); // the rebuilt list has no current line
-        if (action == "add")
-            QCOMPARE(list->item(1)->text(), "#2 - n (u)");
-    }
+    if (action == "add" && lines == 2)
+        QCOMPARE(list->item(1)->text(), "#2 - n (u)");
 }
 
 QTEST_MAIN(tst_zrv_meeting_dialogs_replies)
