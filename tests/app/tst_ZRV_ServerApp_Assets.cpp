@@ -152,15 +152,17 @@ void TestZRV_ServerApp_Assets::change_data()
         << "Add files to Banlist: Do you really want to add the selected files to the list of Banned files? | Files added "
            "to Banlist: The following files have been added to the Banlist:\nintro.mp4\n" << "ban 0 intro.mp4 {etag}";
     // Exported from one meeting and imported onto another with its own asset
-    // 1, placeholder 22001 and spawn points 0 and 1: the asset comes with a
-    // new id and without its store, the placeholder keeps its id, spawn points
-    // are merged by Id and the bundles replaced.
+    // 1 and spawn points 0 and 1: the asset comes with a new id and without
+    // its store, spawn points are merged by Id and the bundles replaced. With
+    // URL placeholders unticked the placeholder travels among the assets and
+    // is dropped there. (A placeholder that does come back races the live
+    // record sent after it over its presigned path.)
     QTest::newRow("export, then import onto another meeting") << "admin prl5t8c6"
         << "select brd9q3x1; Export board; select prl5t8c6; Import board.zrm"
-        << "Export Meeting brd9q3x1 | Meeting exported: Meeting components exported to {dir}/board.zrm. | chooser: Save meeting "
-           "components to file | chooser: Select Zarvo Export file"
-        << "+2 stage.fbx 1 admin/models/stage.fbx 0 - - - - 0,0,0 0,0,0 1,1,1 | +22001 Agenda 3 https://www.brenvik-demo.example/agenda 0 - - "
-           "https://www.brenvik-demo.example/agenda - 0,0,0 0,0,0 1,1,1 | -22001 | +ab-0001 Zarvo Lobby 1 | +0 Start brd9q3x1 | +1 Position 1 brd9q3x1 | -0 | -1";
+        << "Export Meeting brd9q3x1 => chkURLs | Meeting exported: Meeting components exported to {dir}/board.zrm. | chooser: "
+           "Save meeting components to file | chooser: Select Zarvo Export file"
+        << "+2 stage.fbx 1 admin/models/stage.fbx 0 - - - - 0,0,0 0,0,0 1,1,1 | +ab-0001 Zarvo Lobby 1 | +0 Start brd9q3x1 | "
+           "+1 Position 1 brd9q3x1 | -0 | -1";
     const QString zrm = " assetbundles,assets,urls | file ";
     QTest::newRow("Export All: one file per live meeting, named by id and creator, as the boxes say") << "admin prl5t8c6"
         << "ExportAll all" << "Export Meetings => chkSpawnPoints | Meetings exported: Meetings exported to {dir}/all. | chooser: "
