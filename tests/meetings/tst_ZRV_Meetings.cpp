@@ -22,7 +22,6 @@
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_ServerApp.h"
 #include "ZRV_ServiceEndpoint.h"
-#include "ZRV_SpawnPointEditDialog.h"
 
 using namespace ZRV_Service_API;
 
@@ -106,12 +105,10 @@ private slots:
     void actions_data();
     void actions();
     void failedListEndsProcess();
-    void positionFromMember();
 
 private:
     std::unique_ptr<Console> open(const QString &user, bool waitForOverlay = true);
     QString simValue(const QString &path);
-    void fault(const QJsonObject &body);
     bool faultsConsumed() { return m_fx.sim().admin("GET", "/_sim/faults").object().value("faults").toArray().isEmpty(); }
 
     ConsoleFixture m_fx;
@@ -180,11 +177,6 @@ QString tst_ZRV_Meetings::simValue(const QString &path)
     return v.isArray() ? QString::number(v.toArray().size()) : v.toVariant().toString();
 }
 
-void tst_ZRV_Meetings::fault(const QJsonObject &body)
-{
-    QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", body).status, 200);
-}
-
 void tst_ZRV_Meetings::listFollowsRole_data()
 {
     QTest::addColumn<QString>("user");
@@ -216,7 +208,8 @@ void tst_ZRV_Meetings::listFollowsRole()
     auto c = open(user);
     QVERIFY(c);
     if (liveListUnreadable) {
-        fault({{"shape", "not-json"}, {"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meetings"}});
+        QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", QJsonObject{{"shape", "not-json"},
+                 {"path", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meetings"}}).status, 200);
         c->poll();
     }
     QStringList shown;
@@ -361,8 +354,8 @@ void tst_ZRV_Meetings::actions()
     QFETCH(QString, fault);
 
     if (!fault.isEmpty()) {
-        this->fault({{"status", fault.section(' ', 0, 0).toInt()}, {"path", fault.section(' ', 1, 1)},
-                     {"count", fault.section(' ', 2, 2).toInt()}, {"message", "Refused by test"}});
+        QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", QJsonObject{{"status", fault.section(' ', 0, 0).toInt()},
+                 {"path", fault.section(' ', 1, 1)}, {"count", fault.section(' ', 2, 2).toInt()}}).status, 200);
     }
     const bool noLiveRecord = fault.contains("/zrv/svc/meetings");
     auto c = open("admin", !noLiveRecord);
@@ -434,7 +427,8 @@ void tst_ZRV_Meetings::actions()
 void tst_ZRV_Meetings::failedListEndsProcess()
 {
     // The whole console: its panel's first list fails, and the process ends.
-    fault({{"path", QString(ConsoleFixture::MeetingBase) + "/meetings"}, {"status", 503}, {"message", "Refused by test"}});
+    QCOMPARE(m_fx.sim().admin("POST", "/_sim/fault", QJsonObject{{"path", QString(ConsoleFixture::MeetingBase) + "/meetings"},
+                                                                   {"status", 503}}).status, 200);
     m_fx.clearExitCodes();
     ConsoleDriver driver("presenter", {"presenter123"});
     ZRV_ServerApp window(ConsoleDriver::arguments(m_fx.iniPath()));
@@ -444,42 +438,6 @@ void tst_ZRV_Meetings::failedListEndsProcess()
     const QString box = driver.boxes().join('\n');
     QVERIFY2(box.startsWith("Cannot connect to meeting service: Connecting to meeting service failed. "
                             "Please try again later.\nError Message: ") && box.endsWith("[1 buttons]"), qPrintable(box));
-}
-
-void tst_ZRV_Meetings::positionFromMember()
-{
-    auto c = open("presenter");
-    QVERIFY(c);
-    const ZRVMeetingInfo info = c->poll().value("wdr7k2m4");
-    const ZRVMirrorClientInfo member = info.getClients().value(1);
-    ZRV_SpawnPointEditDialog dlg(info, ZRVSpawnPoint(), c->thread.get());
-    auto *players = dlg.findChild<QComboBox *>("cmbPlayers");
-    QCOMPARE(players->itemText(1), QString::number(member.getId()) + " - " + member.getAlias());
-    players->setCurrentIndex(1);
-
-    // What the meeting says of that member, asked over the wire by the test itself.
-    const QJsonObject command{{"command", "GetPlayerPos"}, {"params", QJsonArray{QString::number(member.getId())}}};
-    const SimProcess::Reply direct = m_fx.sim().request(
-        "POST", QString(ConsoleFixture::ServiceBase) + "/zrv/svc/meeting/wdr7k2m4/command", QJsonDocument(command).toJson(),
-        {{"Authorization", "Bearer " + c->login.accessToken.toUtf8()}, {"Content-Type", "application/json"}});
-    QCOMPARE(direct.status, 200);
-    QStringList expected;
-    for (const QJsonValue &v : direct.object().value("vList").toArray())
-        for (const char *axis : {"x", "y", "z"})
-            expected << QString::number(float(v.toObject().value(axis).toDouble()), 'g', 6);
-    QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
-    const auto coordinates = [&dlg] {
-        QStringList shown;
-        for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
-            shown << dlg.findChild<QLineEdit *>(name)->text();
-        return shown;
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(coordinates(), expected, kWait);
-
-    // The meeting stops: the list follows, no members left to read from.
-    c->select("wdr7k2m4");
-    c->click("btnMeetingActivate");
-    QTRY_VERIFY_WITH_TIMEOUT((c->poll(), players->count() == 0 && !players->isEnabled()), kWait);
 }
 
 QTEST_MAIN(tst_ZRV_Meetings)

@@ -85,16 +85,13 @@ void tst_ZRV_SpawnPointsDialog::listOperations_data()
     QTest::addColumn<int>("count");
     QTest::addColumn<QString>("ops");
     QTest::addColumn<QString>("rows");    // "Id column:Name" as shown
-    QTest::addColumn<QString>("buttons"); // Modify, Delete, Up, Down enabled
     QTest::addColumn<QString>("editor");  // "leId/leTitle" as the editor opened
 
-    QTest::newRow("delete the first of three: the old second is Default")
-        << 3 << "select0 btnSPDelete" << "Default:B 1:C" << "0000" << "";
-    QTest::newRow("up on row 1 swaps with the default") << 3 << "select1 btnSPUp" << "Default:B 1:A 2:C" << "1101" << "";
-    QTest::newRow("add to an empty list offers Default and Start") << 0 << "btnSPAdd" << "Default:Start" << "0000" << "Default/Start";
-    QTest::newRow("second add offers 1 and Position 1") << 1 << "btnSPAdd" << "Default:A 1:Position 1" << "0000" << "1/Position 1";
-    QTest::newRow("modify shows the stored id until Ok, last row: down off")
-        << 3 << "select2 btnSPModify" << "Default:A 1:B 2:M" << "1110" << "12/C";
+    QTest::newRow("delete the first of three: the old second is Default") << 3 << "select0 btnSPDelete" << "Default:B 1:C" << "";
+    QTest::newRow("up on row 1 swaps with the default") << 3 << "select1 btnSPUp" << "Default:B 1:A 2:C" << "";
+    QTest::newRow("add to an empty list offers Default and Start") << 0 << "btnSPAdd" << "Default:Start" << "Default/Start";
+    QTest::newRow("second add offers 1 and Position 1") << 1 << "btnSPAdd" << "Default:A 1:Position 1" << "1/Position 1";
+    QTest::newRow("modify shows the stored id until Ok") << 3 << "select2 btnSPModify" << "Default:A 1:B 2:M" << "12/C";
 }
 
 void tst_ZRV_SpawnPointsDialog::listOperations()
@@ -102,7 +99,6 @@ void tst_ZRV_SpawnPointsDialog::listOperations()
     QFETCH(int, count);
     QFETCH(QString, ops);
     QFETCH(QString, rows);
-    QFETCH(QString, buttons);
     QFETCH(QString, editor);
 
     // Stored ids far from the rows, so that a row number cannot pass for one.
@@ -113,7 +109,6 @@ void tst_ZRV_SpawnPointsDialog::listOperations()
     dlg.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dlg));
     auto *tbl = dlg.findChild<QTableWidget *>("tblSpawnPoints");
-    const auto button = [&dlg](const QString &name) { return dlg.findChild<QPushButton *>(name); };
 
     QString seenEditor;
     for (const QString &op : ops.split(' ')) {
@@ -130,17 +125,13 @@ void tst_ZRV_SpawnPointsDialog::listOperations()
             QTest::mouseClick(okButton(w), Qt::LeftButton);
         });
         answerer.arm();
-        QTest::mouseClick(button(op), Qt::LeftButton);
+        QTest::mouseClick(dlg.findChild<QPushButton *>(op), Qt::LeftButton);
     }
 
     QStringList shown;
     for (int row = 0; row < tbl->rowCount(); ++row)
         shown << tbl->item(row, 0)->text() + ':' + tbl->item(row, 1)->text();
     QCOMPARE(shown.join(' '), rows);
-    QString enabled;
-    for (const char *name : {"btnSPModify", "btnSPDelete", "btnSPUp", "btnSPDown"})
-        enabled += button(name)->isEnabled() ? '1' : '0';
-    QCOMPARE(enabled, buttons);
     QCOMPARE(seenEditor, editor);
     // The result numbers the points by position.
     QStringList result;

@@ -14,7 +14,6 @@
 #include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -38,11 +37,6 @@ const QByteArray Refusal = R"({"code":403,"message":"Not allowed","source":"scri
 void pressOk(QWidget *dlg)
 {
     QTest::mouseClick(dlg->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
-}
-
-QString logText(QWidget *viewer)
-{
-    return viewer->findChild<QPlainTextEdit *>("teLogfile")->toPlainText();
 }
 
 QByteArray contentType(const QByteArray &body)
@@ -93,12 +87,10 @@ void tst_zrv_meeting_dialogs_replies::init()
     m_thread.reset(new ZRV_MeetingsInfoThread(nullptr, m_config.get()));
     m_thread->setLoginData(&m_login);
     // The clients are made by one version request.
-    bool answered = false;
-    connect(m_thread.get(), &ZRV_MeetingsInfoThread::serviceVersions, this, [&answered] { answered = true; });
+    QSignalSpy versions(m_thread.get(), &ZRV_MeetingsInfoThread::serviceVersions);
     m_server->enqueueJson(200, "{}");
     m_thread->getServiceVersionInformation();
-    QVERIFY(QTest::qWaitFor([&answered] { return answered; }, 5000));
-    disconnect(m_thread.get(), &ZRV_MeetingsInfoThread::serviceVersions, this, nullptr);
+    QVERIFY(versions.wait(5000));
     m_server->clear();
 }
 
@@ -188,8 +180,8 @@ void tst_zrv_meeting_dialogs_replies::replies()
         QCOMPARE(seen.className, "ZRV_LogfileDialog"); // and no box
 }
 
-// One viewer opened three times: the user's scroll freezes the view until the
-// next opening, which follows the end again.
+// One viewer opened twice: the user's scroll freezes the view until the next
+// opening, which follows the end again; closed or unticked, it asks no more.
 void tst_zrv_meeting_dialogs_replies::viewer()
 {
     const auto lines = [](int count) {
@@ -232,14 +224,7 @@ void tst_zrv_meeting_dialogs_replies::viewer()
     answerer.handle([&](QWidget *w) {
         look(w, service, false);
         QTest::mouseClick(w->findChild<QCheckBox *>("chkAutoUpdate"), Qt::LeftButton);
-        w->findChild<QSpinBox *>("spnLines")->setValue(3);
         seen << quiet(service);
-        pressOk(w);
-    });
-    answerer.handle([&](QWidget *w) { // the settings kept, the waiting text again
-        seen << logText(w) << QString("%1 %2").arg(w->findChild<QCheckBox *>("chkAutoUpdate")->isChecked())
-                                  .arg(w->findChild<QSpinBox *>("spnLines")->value());
-        seen << (QTest::qWaitFor([&mirror] { return mirror.count() >= 1; }, 5000) ? logText(w) : "no reply");
         pressOk(w);
     });
     answerer.arm(60000);
@@ -247,16 +232,8 @@ void tst_zrv_meeting_dialogs_replies::viewer()
     dlg.showMirrorLog("wdr7k2m4");
     seen << quiet(mirror);
     dlg.showServiceLog();
-    m_server->clear();
-    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, "a\nb\nc\n", 1000);
-    mirror.clear();
-    dlg.showMirrorLog("wdr7k2m4");
-
     QCOMPARE(seen, (QStringList{"Mirror Server Logfile - Meeting wdr7k2m4", "refreshed", "10 30", "quiet",
-                                "Service Logfile", "refreshed", "end 0", "quiet",
-                                "Loading, please wait.", "0 3", "a\nb\nc\n"}));
-    QCOMPARE(m_server->requests().size(), 1);
-    QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=3");
+                                "Service Logfile", "refreshed", "end 0", "quiet"}));
 }
 
 void tst_zrv_meeting_dialogs_replies::banlist_data()
