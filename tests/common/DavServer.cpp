@@ -8,11 +8,6 @@
 
 #include <memory>
 
-DavServer::~DavServer()
-{
-    stop();
-}
-
 bool DavServer::start(const QString &root, const QString &users)
 {
     QTcpServer probe;
@@ -43,9 +38,4 @@ void DavServer::stop()
             m_process.kill();
         m_process.waitForFinished(5000);
     }
-}
-
-QString DavServer::url() const
-{
-    return QString("http://127.0.0.1:%1").arg(m_port);
 }

@@ -8,11 +8,11 @@
 class DavServer
 {
 public:
-    ~DavServer();
+    ~DavServer() { stop(); }
     // root: the data folder; users: "name:password" pairs as the platform takes them.
     bool start(const QString &root, const QString &users);
     void stop();
-    QString url() const;
+    QString url() const { return QString("http://127.0.0.1:%1").arg(m_port); }
 
 private:
     QProcess m_process;

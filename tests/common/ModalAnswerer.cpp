@@ -11,8 +11,7 @@ namespace {
 // As a user's Escape would: a message box's escape button, else reject.
 void closeWidget(QWidget *modal)
 {
-    auto *box = qobject_cast<QMessageBox *>(modal);
-    if (box && box->escapeButton())
+    if (auto *box = qobject_cast<QMessageBox *>(modal); box && box->escapeButton())
         box->escapeButton()->click();
     else if (auto *dialog = qobject_cast<QDialog *>(modal))
         dialog->reject();

@@ -7,11 +7,8 @@
 #include <QTimer>
 #include <functional>
 
-// Answers the modal dialogs and message boxes that code under test opens
-// while a test sits in a blocking exec(). Arm it before the blocking call,
-// assert on what it saw after the call returns. It never leaves a dialog
-// open past its bound: an unexpected or late dialog is closed as Escape would
-// close it (a message box's escape button, else reject) and noted.
+// Answers the modal dialogs code under test opens while a test sits in a blocking exec(): arm it before, read
+// what it saw after. An unexpected or late dialog is closed as Escape would close it, and noted.
 class ModalAnswerer : public QObject {
     Q_OBJECT
 
@@ -25,14 +22,12 @@ public:
 
     explicit ModalAnswerer(QObject *parent = nullptr);
 
-    // Answers, consumed one per dialog in the order they open. A handler gets
-    // the dialog to fill in and close (accept, reject, done); one it leaves
-    // open is rejected at the bound.
+    // One answer per dialog, in the order they open. A handler fills in and closes the dialog; one it
+    // leaves open is rejected at the bound.
     void pressButton(QMessageBox::StandardButton button);
     void handle(const std::function<void(QWidget *)> &handler) { m_answers.enqueue(handler); }
 
-    // Starts polling; after giveUpMs it stops and rejects any modal widget
-    // still open, so a test can never hang on a dialog.
+    // After giveUpMs it stops and rejects any modal widget still open, so a test never hangs on a dialog.
     void arm(int giveUpMs = 10000);
     void disarm() { m_poll.stop(); }
 

@@ -10,6 +10,8 @@
 #include <QTimer>
 #include <QXmlStreamReader>
 
+#include <algorithm>
+
 #ifdef Q_OS_LINUX
 #include <csignal>
 #include <sys/prctl.h>
@@ -18,9 +20,7 @@
 
 namespace {
 
-// The store goes down with the test that started it, even when that test is
-// killed and never reaches stop(): the kernel ends the child once the thread
-// that forked it is gone.
+// The store goes down with the test that started it, even when that test is killed and never reaches stop().
 class TiedProcess : public QProcess
 {
 protected:
@@ -84,7 +84,7 @@ bool MotoServer::start(QString *error, int openActions)
     m_process->setProcessEnvironment(env);
     m_process->start(program, arguments);
 
-    // It prints while it boots, so waiting for its output paces the attempts.
+    // It prints while it boots: waiting for its output paces the attempts.
     QDeadlineTimer deadline(30000);
     while (!deadline.hasExpired() && m_process->waitForStarted(10000)) {
         QTcpSocket socket;
@@ -121,8 +121,7 @@ int MotoServer::request(const QByteArray &verb, const QString &pathAndQuery, con
     if (!body.isEmpty())
         req.setHeader(QNetworkRequest::ContentTypeHeader,
                       service == "s3" ? "application/xml" : "application/x-www-form-urlencoded");
-    // moto routes by the credential scope and, while its access checks are
-    // off, looks at no signature; unsigned, it answers HEAD with wrong headers.
+    // moto routes by the credential scope (unsigned, it answers HEAD wrongly); with checks off it ignores the signature.
     if (m_moto)
         req.setRawHeader("Authorization", "AWS4-HMAC-SHA256 Credential=fixture/20260101/us-east-1/" + service
                                               + "/aws4_request, SignedHeaders=host, Signature=00");
@@ -143,20 +142,18 @@ QByteArray MotoServer::objectHeader(const QString &bucket, const QString &key, c
 {
     QList<QPair<QByteArray, QByteArray>> headers;
     request("HEAD", path(bucket, key), QByteArray(), nullptr, "s3", &headers);
-    for (const auto &h : headers) {
-        if (h.first.compare(name, Qt::CaseInsensitive) == 0)
-            return h.second;
-    }
-    return QByteArray();
+    const auto it = std::find_if(headers.cbegin(), headers.cend(),
+                                 [&](const auto &h) { return h.first.compare(name, Qt::CaseInsensitive) == 0; });
+    return it == headers.cend() ? QByteArray() : it->second;
 }
 
-QStringList MotoServer::openUploadIds(const QString &bucket, bool *ok)
+int MotoServer::openMultipartUploads(const QString &bucket)
 {
     QByteArray body;
-    const bool answered = request("GET", '/' + bucket + "?uploads", QByteArray(), &body) == 200;
-    const QStringList ids = elements(body, "UploadId", ok);
-    *ok = *ok && answered;
-    return ids;
+    bool ok = false;
+    const int count = request("GET", '/' + bucket + "?uploads", QByteArray(), &body) == 200
+                          ? elements(body, "UploadId", &ok).size() : -1;
+    return ok ? count : -1;
 }
 
 bool MotoServer::createAccessKey(QString *id, QString *secret)

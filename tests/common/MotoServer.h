@@ -11,10 +11,8 @@
 
 #include <memory>
 
-// A throw-away S3 store on 127.0.0.1 for tests: moto_server from PATH, or the
-// npm s3rver when moto is missing. Requests made here are unsigned, which the
-// store accepts while its access checks are off. On Linux the store ends with
-// the test process, however that ends.
+// A throw-away S3 store on 127.0.0.1: moto_server from PATH, else the npm s3rver. Requests made here are
+// unsigned, which the store accepts while its access checks are off. It ends with the test process.
 class MotoServer
 {
 public:
@@ -23,9 +21,8 @@ public:
     MotoServer(const MotoServer &) = delete;
     MotoServer &operator=(const MotoServer &) = delete;
 
-    // Starts on a free port and waits (bounded) until it answers. With
-    // `openActions` >= 0 (moto only) the store checks signatures and access
-    // once that many requests have been served.
+    // Waits (bounded) until it answers. With `openActions` >= 0 (moto only) the store checks
+    // signatures and access once that many requests have been served.
     bool start(QString *error = nullptr, int openActions = -1);
     void stop();
     QString endpoint() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
@@ -34,15 +31,8 @@ public:
 
     bool createBucket(const QString &name) { return QList<int>{200, 409}.contains(request("PUT", '/' + name)); }
     // Multi-part uploads begun and neither completed nor aborted; -1 on failure.
-    int openMultipartUploads(const QString &bucket)
-    {
-        bool ok = false;
-        const int count = openUploadIds(bucket, &ok).size();
-        return ok ? count : -1;
-    }
-    QStringList openUploadIds(const QString &bucket, bool *ok);
-    // A new IAM user allowed everything, and its key pair (moto only; costs
-    // three of the open actions).
+    int openMultipartUploads(const QString &bucket);
+    // A new IAM user allowed everything, and its key pair (moto only; costs three of the open actions).
     bool createAccessKey(QString *id, QString *secret);
     bool reset() { return m_moto && request("POST", "/moto-api/reset") == 200; } // forgets every bucket and object
 
@@ -51,8 +41,7 @@ public:
                 QByteArray *reply = nullptr, const QByteArray &service = "s3",
                 QList<QPair<QByteArray, QByteArray>> *headers = nullptr);
 
-    // Objects seeded and read without the storage library, so that what a
-    // test's subject did is checked apart from how it did it.
+    // Objects seeded and read without the storage library, so what a test's subject did is checked apart from how.
     bool putObject(const QString &bucket, const QString &key, const QByteArray &data)
     {
         return request("PUT", path(bucket, key), data) == 200;

@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <iterator>
 
 QByteArray RecordedRequest::header(const QByteArray &name) const
 {
@@ -26,8 +27,7 @@ bool RecordedRequest::hasHeader(const QByteArray &name) const
 QList<QByteArray> RecordedRequest::headerNames() const
 {
     QList<QByteArray> names;
-    for (const auto &pair : headers)
-        names.append(pair.first);
+    std::transform(headers.begin(), headers.end(), std::back_inserter(names), [](const auto &pair) { return pair.first; });
     return names;
 }
 

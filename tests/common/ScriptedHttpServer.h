@@ -8,8 +8,7 @@
 
 class QTcpSocket;
 
-// One request exactly as it reached the server: names in the case sent,
-// headers in the order sent, the raw body.
+// One request exactly as it reached the server: names in the case and headers in the order sent, the raw body.
 struct RecordedRequest {
     QByteArray requestLine;
     QByteArray method;
@@ -23,8 +22,7 @@ struct RecordedRequest {
     QList<QByteArray> headerNames() const; // in arrival order and in the case sent
 };
 
-// A loopback HTTP/1.1 server that answers from a per-test script, so that a
-// test can see the exact wire form of a request and send odd replies back.
+// A loopback HTTP/1.1 server answering from a per-test script: exact wire forms in, odd replies out.
 // It runs on the thread that made it and needs that thread's event loop.
 class ScriptedHttpServer : public QObject {
     Q_OBJECT
