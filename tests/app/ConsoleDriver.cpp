@@ -5,7 +5,6 @@
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTest>
-#include <QTimer>
 
 #include "ZRV_Login.h"
 #include "ZRV_ServerApp.h"
@@ -21,15 +20,6 @@ bool ConsoleDriver::waitRunning(ZRV_ServerApp &window)
 {
     auto *bar = window.findChild<QStatusBar *>("statusBar");
     return QTest::qWaitFor([bar] { return bar->isVisible(); }, 20000);
-}
-
-QTimer *ConsoleDriver::statusTimer(ZRV_ServerApp &window)
-{
-    for (QTimer *timer : window.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly)) {
-        if (timer->interval() == 10000)
-            return timer;
-    }
-    return nullptr;
 }
 
 void ConsoleDriver::answer(QWidget *modal)

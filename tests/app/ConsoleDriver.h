@@ -5,7 +5,6 @@
 
 #include "ModalAnswerer.h"
 
-class QTimer;
 class ZRV_ServerApp;
 
 // Answers what a console window opens: each login gets the next password (and
@@ -29,8 +28,6 @@ public:
     static QStringList arguments(const QString &iniPath) { return {"zarvo-console", "-i", iniPath}; }
     // True once initConsole has shown the status line.
     static bool waitRunning(ZRV_ServerApp &window);
-    // The ten-second poll timer.
-    static QTimer *statusTimer(ZRV_ServerApp &window);
 
 private:
     void answer(QWidget *modal);

@@ -31,16 +31,12 @@ bool ConsoleFixture::start(const QStringList &simArgs, const QMap<QString, QVari
     const QMap<QString, QString> groups{
         {"ZRV_MeetingService", MeetingBase}, {"ZRV_AuthService", AuthBase}, {"ZRV_Service", ServiceBase}};
     for (auto it = groups.cbegin(); it != groups.cend(); ++it) {
-        ini.setValue(it.key() + "/host", simBaseUrl());
+        ini.setValue(it.key() + "/host", QStringLiteral("http://127.0.0.1:%1").arg(m_sim.port()));
         ini.setValue(it.key() + "/path", it.value());
     }
     for (auto it = iniExtras.cbegin(); it != iniExtras.cend(); ++it)
         ini.setValue(it.key(), it.value());
     ini.sync();
-    if (ini.status() != QSettings::NoError) {
-        m_error = QStringLiteral("cannot write %1").arg(iniPath());
-        return false;
-    }
     m_config.reset(new ZRV_Config({"zarvo-console", "-i", iniPath()}));
     return true;
 }

@@ -31,7 +31,6 @@ public:
     QString iniPath() const { return m_dir.filePath(QStringLiteral("zarvo-console.ini")); }
     ZRV_Config *config() const { return m_config.get(); }
     SimProcess &sim() { return m_sim; }
-    QString simBaseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_sim.port()); }
 
     // Signs in through the real ZRV_Login; false on a refusal.
     bool signIn(const QString &user, const QString &password, ZRV_LoginData *out, int timeoutMs = 15000);

@@ -65,10 +65,9 @@ bool SignedInConsole::waitS3Listing()
     auto *tree = window->findChild<QTreeWidget *>("S3TreeWidget");
     auto *refresh = window->findChild<QPushButton *>("btnS3Refresh");
     // The button's own state: the file area around it is off until a meeting is chosen.
-    auto idle = [refresh] { return !refresh->testAttribute(Qt::WA_ForceDisabled); };
-    if (QTest::qWaitFor([&] { return idle() && tree->topLevelItemCount() == 1; }, Wait))
+    if (QTest::qWaitFor([&] { return !refresh->testAttribute(Qt::WA_ForceDisabled) && tree->topLevelItemCount() == 1; }, Wait))
         return true;
-    error = QStringLiteral("S3 listing not in: refresh %1, %2 tree roots").arg(idle()).arg(tree->topLevelItemCount());
+    error = QStringLiteral("S3 listing not in: %1 tree roots").arg(tree->topLevelItemCount());
     return false;
 }
 
