@@ -87,11 +87,11 @@ void TestZRV_ServerApp_Assets::initTestCase()
 void TestZRV_ServerApp_Assets::init()
 {
     QVERIFY(m_moto.reset() && m_moto.createBucket("zarvo") && m_moto.createBucket("bvkzrv"));
-    for (const QString &login : {"admin", "presenter"}) {
+    for (const QString &login : QStringList{"admin", "presenter"}) {
         QVERIFY(m_moto.putObject("zarvo", login + "/models/chair.FBX", QByteArray(3000, 'c')));
         QVERIFY(m_moto.putObject("zarvo", login + "/media/intro.mp4", QByteArray(70000, 'v')));
     }
-    for (const QString &name : {"a.png", "b.png", "c.png"})
+    for (const QString &name : QStringList{"a.png", "b.png", "c.png"})
         QVERIFY(m_moto.putObject("zarvo", "presenter/pictures/" + name, "png"));
 }
 
@@ -275,9 +275,9 @@ void TestZRV_ServerApp_Assets::change()
             page->findChild<QLineEdit *>("leUser")->setText("cloud");
             page->findChild<QLineEdit *>("lePass")->setText("cloud123");
             page->findChild<QPushButton *>("btnRefresh")->click();
-            QTreeWidgetItem *dir = nullptr;
-            QTRY_VERIFY_WITH_TIMEOUT(dir = page->findChild<QTreeWidget *>()->findItems(arg.section('/', 0, 0), Qt::MatchRecursive).value(0), Wait);
-            QMetaObject::invokeMethod(page, "on_treeWidget_itemClicked", Q_ARG(QTreeWidgetItem *, dir), Q_ARG(int, 0));
+            QTreeWidgetItem *folderItem = nullptr;
+            QTRY_VERIFY_WITH_TIMEOUT(folderItem = page->findChild<QTreeWidget *>()->findItems(arg.section('/', 0, 0), Qt::MatchRecursive).value(0), Wait);
+            QMetaObject::invokeMethod(page, "on_treeWidget_itemClicked", Q_ARG(QTreeWidgetItem *, folderItem), Q_ARG(int, 0));
             auto *files = page->findChild<QTableWidget *>("tableWidget");
             QTableWidgetItem *item = files->findItems(arg.section('/', 1), Qt::MatchExactly).value(0);
             QVERIFY(item);

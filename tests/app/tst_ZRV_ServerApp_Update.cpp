@@ -142,10 +142,9 @@ void tst_ZRV_ServerApp_Update::menu()
     ConsoleFixture fx;
     QVERIFY2(fx.start(args), qPrintable(fx.errorText()));
     const QString download = "/main/zrv/svc/download/*";
-    if (path.isEmpty() && status != 200) {
+    if (path.isEmpty() && status != 200)
         QCOMPARE(fx.sim().admin("POST", "/_sim/fault", status < 0 ? QJsonObject{{"hang", download}, {"seconds", 1}}
                                                                    : QJsonObject{{"path", download}, {"status", status}}).status, 200);
-    }
     // Downloads land in a folder of this test; a plain file in its place lets
     // nothing be written below it, even for root.
     const QString downloads = tmp.filePath("downloads");
