@@ -1,12 +1,15 @@
-// The meeting dialogs against the scripted server: odd replies, refusals and
-// refused input, each answered as the console means to, never with a crash;
-// and the log viewer across its openings.
+// The meeting dialogs without the simulator: the spawn point list and its editor,
+// the meeting editor's field rules, and, against the scripted server, odd replies,
+// refusals and refused input, never with a crash; the log viewer across its openings.
 #include <QCheckBox>
+#include <QComboBox>
+#include <QCryptographicHash>
 #include <QDialogButtonBox>
 #include <QInputDialog>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -14,6 +17,8 @@
 #include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -25,18 +30,26 @@
 #include "ZRV_Config.h"
 #include "ZRV_LogfileDialog.h"
 #include "ZRV_LoginData.h"
+#include "ZRV_MeetingEditor.h"
 #include "ZRV_MeetingsInfoThread.h"
 #include "ZRV_SpawnPointEditDialog.h"
+#include "ZRV_SpawnPointsDialog.h"
 
 using namespace ZRV_Service_API;
+using ZRV_MeetingService_API::ZRVMeeting;
 
 namespace {
 
 const QByteArray Refusal = R"({"code":403,"message":"Not allowed","source":"scripted"})";
 
+QPushButton *okButton(const QWidget *dlg)
+{
+    return dlg->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok);
+}
+
 void pressOk(QWidget *dlg)
 {
-    QTest::mouseClick(dlg->findChild<QDialogButtonBox *>("buttonBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    QTest::mouseClick(okButton(dlg), Qt::LeftButton);
 }
 
 QByteArray contentType(const QByteArray &body)
@@ -44,15 +57,33 @@ QByteArray contentType(const QByteArray &body)
     return body.startsWith('{') || body.startsWith('[') ? "application/json" : "text/plain";
 }
 
+ZRVSpawnPoint point(int id, const QString &name, const QByteArray &placement = {})
+{
+    ZRVSpawnPoint p;
+    p.fromJson(QString(R"({"Id":%1,"Name":"%2"%3})").arg(id).arg(name, placement));
+    return p;
+}
+
+QString field(const QWidget *w, const QString &name)
+{
+    return w->findChild<QLineEdit *>(name)->text();
+}
+
 } // namespace
 
-class tst_zrv_meeting_dialogs_replies : public QObject
+class tst_zrv_meeting_dialogs : public QObject
 {
     Q_OBJECT
 
 private slots:
     void init();
     void cleanup();
+    void spawnPointEditor_data();
+    void spawnPointEditor();
+    void spawnPointList_data();
+    void spawnPointList();
+    void editorFields_data();
+    void editorFields();
     void replies_data();
     void replies();
     void viewer();
@@ -67,9 +98,198 @@ private:
     std::unique_ptr<ZRV_MeetingsInfoThread> m_thread;
 };
 
-// A service object whose every request goes to the scripted server, with a made-up token.
-void tst_zrv_meeting_dialogs_replies::init()
+void tst_zrv_meeting_dialogs::spawnPointEditor_data()
 {
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("result"); // name, position x and y
+
+    QTest::newRow("untouched modify stores the rounded value") << "" << "" << "Stage 1.23457 2";
+    QTest::newRow("typed coordinate with a sign and decimals") << "lePosY" << "-7.25" << "Stage 1.23457 -7.25";
+    QTest::newRow("letters are not taken in a coordinate") << "lePosY" << "abc" << "Stage 1.23457 0";
+    QTest::newRow("cleared title disables Ok") << "leTitle" << "" << " 1.23457 2";
+}
+
+void tst_zrv_meeting_dialogs::spawnPointEditor()
+{
+    QFETCH(QString, field);
+    QFETCH(QString, typed);
+    QFETCH(QString, result);
+
+    const ZRVSpawnPoint original = point(3, "Stage", R"(,"PlayerId":7,"MeetingId":"wdr7k2m4",
+        "Position":{"x":1.23456789,"y":2,"z":3},"Rotation":{"x":0,"y":90.5,"z":0})");
+    ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(), original, nullptr);
+    QStringList shown;
+    for (const char *name : {"leId", "lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
+        shown << ::field(&dlg, name);
+    QCOMPARE(shown.join('|'), "3|1.23457|2|3|0|90.5|0");
+    if (!field.isEmpty()) {
+        dlg.findChild<QLineEdit *>(field)->clear();
+        QTest::keyClicks(dlg.findChild<QLineEdit *>(field), typed);
+    }
+    const ZRVSpawnPoint p = dlg.getSpawnPoint();
+    QCOMPARE(okButton(&dlg)->isEnabled(), !p.getName().isEmpty());
+    QCOMPARE(QString("%1 %2 %3").arg(p.getName()).arg(p.getPosition().getX()).arg(p.getPosition().getY()), result);
+    // A modify makes a fresh record: member and meeting of the old point are gone.
+    QVERIFY(p.getId() == 3 && !p.is_player_id_Set() && !p.is_meeting_id_Set());
+}
+
+void tst_zrv_meeting_dialogs::spawnPointList_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QString>("ops");
+    QTest::addColumn<QString>("rows");    // "Id column:Name" as shown
+    QTest::addColumn<QString>("editor");  // "leId/leTitle" as the editor opened
+
+    QTest::newRow("delete the first of three: the old second is Default") << 3 << "select0 btnSPDelete" << "Default:B 1:C" << "";
+    QTest::newRow("up on row 1 swaps with the default") << 3 << "select1 btnSPUp" << "Default:B 1:A 2:C" << "";
+    QTest::newRow("add to an empty list offers Default and Start") << 0 << "btnSPAdd" << "Default:Start" << "Default/Start";
+    QTest::newRow("second add offers 1 and Position 1") << 1 << "btnSPAdd" << "Default:A 1:Position 1" << "1/Position 1";
+    QTest::newRow("modify shows the stored id until Ok") << 3 << "select2 btnSPModify" << "Default:A 1:B 2:M" << "12/C";
+}
+
+void tst_zrv_meeting_dialogs::spawnPointList()
+{
+    QFETCH(int, count);
+    QFETCH(QString, ops);
+    QFETCH(QString, rows);
+    QFETCH(QString, editor);
+
+    // Stored ids far from the rows, so that a row number cannot pass for one.
+    ZRVMeetingInfo info;
+    info.setMeetingId("wdr7k2m4");
+    info.setSpawnPoints(QList<ZRVSpawnPoint>{point(10, "A"), point(11, "B"), point(12, "C")}.mid(0, count));
+    ZRV_SpawnPointsDialog dlg(info, nullptr);
+    dlg.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dlg));
+    auto *tbl = dlg.findChild<QTableWidget *>("tblSpawnPoints");
+
+    QString seenEditor;
+    for (const QString &op : ops.split(' ')) {
+        if (op.startsWith("select")) {
+            const QRect cell = tbl->visualItemRect(tbl->item(op.mid(6).toInt(), 1));
+            QTest::mouseClick(tbl->viewport(), Qt::LeftButton, {}, cell.center());
+            continue;
+        }
+        ModalAnswerer answerer;
+        answerer.handle([&seenEditor, op](QWidget *w) {
+            seenEditor = field(w, "leId") + '/' + field(w, "leTitle");
+            if (op == "btnSPModify")
+                w->findChild<QLineEdit *>("leTitle")->setText("M");
+            QTest::mouseClick(okButton(w), Qt::LeftButton);
+        });
+        answerer.arm();
+        QTest::mouseClick(dlg.findChild<QPushButton *>(op), Qt::LeftButton);
+    }
+
+    QStringList shown;
+    for (int row = 0; row < tbl->rowCount(); ++row)
+        shown << tbl->item(row, 0)->text() + ':' + tbl->item(row, 1)->text();
+    QCOMPARE(shown.join(' '), rows);
+    QCOMPARE(seenEditor, editor);
+    // The result numbers the points by position.
+    QStringList result;
+    for (const ZRVSpawnPoint &p : dlg.getMeetingInfo().getSpawnPoints())
+        result << QString("%1:%2").arg(p.getId()).arg(p.getName());
+    QCOMPARE(result.join(' '), rows.replace("Default:", "0:"));
+}
+
+void tst_zrv_meeting_dialogs::editorFields_data()
+{
+    QTest::addColumn<int>("mode");        // 0 create, 1 modify
+    QTest::addColumn<QString>("record");  // keys of the stored meeting
+    QTest::addColumn<int>("endless");     // the account's licence value for endless meetings
+    // "enter" the password field, "type:" into it, "title=" text, "combo=index"; ";" between.
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QString>("shown");   // password field, 3D index, 3D shown, "No End Time" selectable
+    QTest::addColumn<QString>("sent");    // keys of the record after Ok; null: not in it
+
+    const auto hash = [](const QString &text) {
+        return QString(R"("password":"%1")").arg(QString(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha512).toBase64()));
+    };
+    const QString stored = hash("welcome");
+    // The untouched protected modify, its bullets and kept hash, are driven by the meetings panel test.
+    QTest::newRow("modify protected, entered only: the password is removed")
+        << 1 << stored << 1 << "enter" << "•••••••• 0 0 1" << R"("password":"")";
+    QTest::newRow("modify open, entered only: nothing is sent") << 1 << "" << 1 << "enter" << " 0 0 1" << R"("password":null)";
+    QTest::newRow("modify open, text beyond ASCII: hash of its UTF-8")
+        << 1 << "" << 1 << "enter;type:äöü secret" << " 0 0 1" << hash("äöü secret");
+    QTest::newRow("create without text: no password, the owner, pending") << 0 << "" << 1 << "" << " 0 0 1"
+        << R"("password":null,"creator":"presenter","creatorId":"8d1f0c52-0a6e-4c1b-9a51-000000000003","status":"pending")";
+    QTest::newRow("empty title: a box, the dialog stays open, the record untouched")
+        << 1 << "" << 1 << "title=;cmbChatMode=1" << " 0 0 1" << R"("title":"Review","chatMode":null)";
+    QTest::newRow("3D of 15 shows On and returns as 10")
+        << 1 << R"("audioMode":1,"audioMode3D":15)" << 1 << "" << " 1 1 1" << R"("audioMode":1,"audioMode3D":10)";
+    QTest::newRow("voice off hides 3D yet keeps it at 10")
+        << 1 << R"("audioMode":1,"audioMode3D":10)" << 1 << "cmbVoiceMode=0" << " 1 0 1" << R"("audioMode":0,"audioMode3D":10)";
+    QTest::newRow("endless shown as no end time, back to an end")
+        << 1 << R"("license":"endless")" << 2 << "cmbLicense=0" << " 0 0 1" << R"("license":"default")";
+    QTest::newRow("a licence without endless meetings cannot choose it")
+        << 1 << R"("license":"default")" << 0 << "" << " 0 0 0" << R"("license":"default")";
+}
+
+void tst_zrv_meeting_dialogs::editorFields()
+{
+    QFETCH(int, mode);
+    QFETCH(QString, record);
+    QFETCH(int, endless);
+    QFETCH(QString, steps);
+    QFETCH(QString, shown);
+    QFETCH(QString, sent);
+
+    ZRVMeeting meeting;
+    meeting.fromJson(R"({"title":"Review")" + (record.isEmpty() ? "" : "," + record) + "}");
+    // As the panel runs it: login data set after construction, then its delayed set-up.
+    ZRV_LoginData login;
+    login.id = "8d1f0c52-0a6e-4c1b-9a51-000000000003";
+    login.userId = "presenter";
+    login.countEndlessMeetings = endless;
+    ZRV_MeetingEditor dialog(nullptr, &meeting, mode);
+    dialog.m_loginData = &login;
+    dialog.show();
+    QTRY_COMPARE(dialog.windowTitle(), mode ? "Modify a Meeting" : "Create a new Meeting");
+    auto *password = dialog.findChild<QLineEdit *>("lePassword");
+    auto *licence = dialog.findChild<QComboBox *>("cmbLicense");
+    auto *voice3D = dialog.findChild<QComboBox *>("cmbVoice3D");
+    const QString before = password->text();
+    for (const QString &step : steps.split(';', Qt::SkipEmptyParts)) {
+        if (step == "enter") {
+            QFocusEvent focusIn(QEvent::FocusIn, Qt::MouseFocusReason);
+            QApplication::sendEvent(password, &focusIn);
+            QCOMPARE(password->text(), QString());
+        } else if (step.startsWith("title=")) {
+            dialog.findChild<QLineEdit *>("leTitle")->setText(step.mid(6));
+        } else if (step.startsWith("type:")) {
+            password->insert(step.mid(5)); // as typed; keyClicks knows no umlauts
+        } else {
+            dialog.findChild<QComboBox *>(step.section('=', 0, 0))->setCurrentIndex(step.section('=', 1).toInt());
+        }
+    }
+    QCOMPARE(voice3D->isVisible(), dialog.findChild<QLabel *>("lblVoice3D")->isVisible());
+    const bool selectable = qobject_cast<QStandardItemModel *>(licence->model())->item(1)->isEnabled();
+    QCOMPARE(QString("%1 %2 %3 %4").arg(before).arg(voice3D->currentIndex()).arg(voice3D->isVisible()).arg(selectable), shown);
+    ModalAnswerer answerer;
+    answerer.pressButton(QMessageBox::Ok);
+    answerer.arm(5000);
+    QTest::mouseClick(okButton(&dialog), Qt::LeftButton);
+    const bool refused = dialog.findChild<QLineEdit *>("leTitle")->text().isEmpty();
+    QStringList boxes;
+    for (const ModalAnswerer::Seen &seen : answerer.seen())
+        boxes << QString("%1|%2|%3").arg(seen.title, seen.text).arg(seen.buttons.size());
+    QCOMPARE(boxes.join('\n'), refused ? "Meeting Title not set|Meeting Title cannot be empty.|1" : "");
+    QCOMPARE(dialog.isVisible(), refused);
+    const QJsonObject out = meeting.asJsonObject();
+    const QJsonObject expected = QJsonDocument::fromJson("{" + sent.toUtf8() + "}").object();
+    for (const QString &key : expected.keys())
+        QCOMPARE(out.contains(key) ? out.value(key) : QJsonValue(QJsonValue::Null), expected.value(key));
+}
+
+// For the dialogs that talk to the service: a service object whose every request
+// goes to the scripted server, with a made-up token.
+void tst_zrv_meeting_dialogs::init()
+{
+    if (!QByteArrayList{"replies", "viewer", "banlist"}.contains(QTest::currentTestFunction()))
+        return;
     m_server.reset(new ScriptedHttpServer);
     QVERIFY(m_server->start());
     const QString ini = m_dir.filePath("scripted.ini");
@@ -94,14 +314,14 @@ void tst_zrv_meeting_dialogs_replies::init()
     m_server->clear();
 }
 
-void tst_zrv_meeting_dialogs_replies::cleanup()
+void tst_zrv_meeting_dialogs::cleanup()
 {
     m_thread.reset(); // before the configuration it points at
     m_config.reset();
     m_server.reset();
 }
 
-void tst_zrv_meeting_dialogs_replies::replies_data()
+void tst_zrv_meeting_dialogs::replies_data()
 {
     QTest::addColumn<QString>("call"); // what the dialog asked
     QTest::addColumn<int>("status");
@@ -127,7 +347,7 @@ void tst_zrv_meeting_dialogs_replies::replies_data()
     row("log: refused with 403", "log", 403, {}, Refusal, "Error getting logfile.");
 }
 
-void tst_zrv_meeting_dialogs_replies::replies()
+void tst_zrv_meeting_dialogs::replies()
 {
     QFETCH(QString, call);
     QFETCH(int, status);
@@ -182,7 +402,7 @@ void tst_zrv_meeting_dialogs_replies::replies()
 
 // One viewer opened twice: the user's scroll freezes the view until the next
 // opening, which follows the end again; closed or unticked, it asks no more.
-void tst_zrv_meeting_dialogs_replies::viewer()
+void tst_zrv_meeting_dialogs::viewer()
 {
     const auto lines = [](int count) {
         QByteArray out;
@@ -236,7 +456,7 @@ void tst_zrv_meeting_dialogs_replies::viewer()
                                 "Service Logfile", "refreshed", "end 0", "quiet"}));
 }
 
-void tst_zrv_meeting_dialogs_replies::banlist_data()
+void tst_zrv_meeting_dialogs::banlist_data()
 {
     QTest::addColumn<QStringList>("typed"); // into the input dialogs; "<cancel>" cancels
     QTest::addColumn<QString>("action");    // "read": the reply is the list's; "add"; "delete", with the data of a stray line
@@ -265,7 +485,7 @@ void tst_zrv_meeting_dialogs_replies::banlist_data()
     row("a line whose data is no number: nothing", "delete abc", {}, 2);
 }
 
-void tst_zrv_meeting_dialogs_replies::banlist()
+void tst_zrv_meeting_dialogs::banlist()
 {
     QFETCH(QStringList, typed);
     QFETCH(QString, action);
@@ -330,5 +550,5 @@ void tst_zrv_meeting_dialogs_replies::banlist()
         QCOMPARE(list->item(1)->text(), "#2 - n (u)");
 }
 
-QTEST_MAIN(tst_zrv_meeting_dialogs_replies)
-#include "tst_zrv_meeting_dialogs_replies.moc"
+QTEST_MAIN(tst_zrv_meeting_dialogs)
+#include "tst_zrv_meeting_dialogs.moc"

@@ -1,25 +1,74 @@
-// The .zrm document from records and back, fed bytes directly.
+// What a meeting row shows of the live record (time left at its rounding edges,
+// which status picture wins), and the .zrm document from records and back.
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
 
 #include "ZRV_ExportFile.h"
+#include "ZRV_MeetingRows.h"
 
 using namespace ZRV_Service_API;
 using Parts = ZRV_ExportFile::Parts;
 
 Q_DECLARE_METATYPE(Parts)
 
-class TestZRV_ExportFile : public QObject
+class tst_zrv_meeting_data : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void timeLeft_data();
+    void timeLeft();
+    void statusPicture_data();
+    void statusPicture();
     void document_data();
     void document();
     void readAndApply_data();
     void readAndApply();
 };
+
+static const QDateTime kNow(QDate(2026, 11, 23), QTime(8, 0, 0), Qt::UTC);
+
+void tst_zrv_meeting_data::timeLeft_data()
+{
+    QTest::addColumn<QString>("endingTime"); // the service's form: UTC as text date
+    QTest::addColumn<QString>("expected");
+    const auto ahead = [](int seconds) { return kNow.addSecs(seconds).toString(Qt::TextDate); };
+    QTest::newRow("no end: infinite") << QString() << "∞";
+    QTest::newRow("30 s ahead rounds down to 0") << ahead(30) << "0 mins";
+    QTest::newRow("31 s ahead rounds up to 1") << ahead(31) << "1 mins";
+    QTest::newRow("the present shows nothing") << ahead(0) << "";
+    QTest::newRow("unreadable text shows nothing") << "tomorrow-ish" << "";
+}
+
+void tst_zrv_meeting_data::timeLeft()
+{
+    QFETCH(QString, endingTime);
+    QFETCH(QString, expected);
+    QCOMPARE(ZRV_MeetingRows::timeLeftText(endingTime, kNow), expected);
+}
+
+void tst_zrv_meeting_data::statusPicture_data()
+{
+    QTest::addColumn<QString>("license");
+    QTest::addColumn<QString>("mirror"); // the statusMirror key, if any
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("mirror trouble wins over endless") << "endless" << R"("statusMirror":2)" << "yellow.svg";
+    QTest::newRow("endless, mirror left out") << "endless" << "" << "blue.svg";
+    QTest::newRow("licence compared exactly") << "Endless" << R"("statusMirror":1)" << "green.svg";
+}
+
+void tst_zrv_meeting_data::statusPicture()
+{
+    QFETCH(QString, license);
+    QFETCH(QString, mirror);
+    QFETCH(QString, expected);
+    ZRV_MeetingService_API::ZRVMeeting meeting;
+    meeting.fromJson(QString(R"({"status":"ACTIVE","license":"%1"})").arg(license));
+    ZRVMeetingInfo live;
+    live.fromJson("{" + mirror + "}");
+    QCOMPARE(ZRV_MeetingRows::statusPicture(meeting, live), ":/ZRV_ServerApp/" + expected);
+}
 
 namespace {
 
@@ -38,7 +87,7 @@ const char *Meeting = R"({"meetingId":"m1","assets":[
 
 } // namespace
 
-void TestZRV_ExportFile::document_data()
+void tst_zrv_meeting_data::document_data()
 {
     QTest::addColumn<Parts>("parts");
     QTest::addColumn<QByteArray>("expected"); // byte for byte, or, on one line, as compact JSON
@@ -68,7 +117,7 @@ void TestZRV_ExportFile::document_data()
                       R"({"Id":23005,"Mode":3,"Name":"Far","StgRelPath":"https://far.example"}]})");
 }
 
-void TestZRV_ExportFile::document()
+void tst_zrv_meeting_data::document()
 {
     QFETCH(Parts, parts);
     QFETCH(QByteArray, expected);
@@ -79,7 +128,7 @@ void TestZRV_ExportFile::document()
         QCOMPARE(QJsonDocument::fromJson(written).toJson(QJsonDocument::Compact), expected);
 }
 
-void TestZRV_ExportFile::readAndApply_data()
+void tst_zrv_meeting_data::readAndApply_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<bool>("readable");
@@ -118,7 +167,7 @@ void TestZRV_ExportFile::readAndApply_data()
         << QStringList() << true << "ab-1,ab-2" << untouched;
 }
 
-void TestZRV_ExportFile::readAndApply()
+void tst_zrv_meeting_data::readAndApply()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(bool, readable);
@@ -152,5 +201,5 @@ void TestZRV_ExportFile::readAndApply()
     QCOMPARE(texts.join(','), points);
 }
 
-QTEST_GUILESS_MAIN(TestZRV_ExportFile)
-#include "tst_ZRV_ExportFile.moc"
+QTEST_GUILESS_MAIN(tst_zrv_meeting_data)
+#include "tst_zrv_meeting_data.moc"
