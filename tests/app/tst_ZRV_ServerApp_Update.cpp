@@ -48,14 +48,6 @@ QString progressShown()
     return QString();
 }
 
-// The login dialog answered as the "cloud" account.
-void signInAsCloud(QWidget *modal)
-{
-    QTest::keyClicks(modal->findChild<QLineEdit *>("leUser"), "cloud");
-    QTest::keyClicks(modal->findChild<QLineEdit *>("lePass"), "cloud123");
-    QTest::mouseClick(modal->findChild<QDialogButtonBox *>("btnBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
-}
-
 } // namespace
 
 class tst_ZRV_ServerApp_Update : public QObject
@@ -177,7 +169,9 @@ void tst_ZRV_ServerApp_Update::menu()
             auto *buttonBox = modal->findChild<QDialogButtonBox *>("buttonBox");
             if (modal->inherits("ZRV_Login")) {
                 met << Login;
-                signInAsCloud(modal);
+                QTest::keyClicks(modal->findChild<QLineEdit *>("leUser"), "cloud");
+                QTest::keyClicks(modal->findChild<QLineEdit *>("lePass"), "cloud123");
+                QTest::mouseClick(modal->findChild<QDialogButtonBox *>("btnBox")->button(QDialogButtonBox::Ok), Qt::LeftButton);
             } else if (modal->inherits("ZRV_ChangePasswordDialog")) {
                 met << modal->metaObject()->className();
                 for (const char *field : {"leOldPW", "leNewPW1", "leNewPW2"})
