@@ -17,13 +17,7 @@ QStringList g_debug;
 void capture(QtMsgType, const QMessageLogContext &, const QString &message) { g_debug << message; }
 
 // One press of Ok: the boxes as "title: text [buttons]", the fields as "user/password" once idle again.
-struct Attempt
-{
-    int result = -1;
-    QStringList boxes;
-    QString fields, leaked;
-    ZRV_LoginData data;
-};
+struct Attempt { int result = -1; QStringList boxes; QString fields, leaked; ZRV_LoginData data; };
 
 QByteArray attr(const QByteArray &key, const QByteArray &values) { return R"({"key":")" + key + R"(","value":[)" + values + "]}"; }
 QByteArray sub(const QByteArray &name, const QByteArray &attributes)

@@ -116,17 +116,16 @@ private slots:
         QList<int> exits;
         ZRV_ProcessExit::setHandler([&exits](int code) { exits << code; });
         QTemporaryDir dir;
-        struct Run
-        {
-            QRect restored, left;
-            bool queueRestored;
-        };
+        struct Run { QRect restored, left; bool queueRestored; };
         auto run = [&](bool restore, QPoint moveTo, bool queueShown, bool quit) {
-            QSettings(dir.filePath("console.ini"), QSettings::IniFormat).setValue("ZRV_Service/host", service.baseUrl());
-            QSettings(dir.filePath("console.ini"), QSettings::IniFormat).setValue("ZRV_Console/restorewindow", restore);
+            QSettings ini(dir.filePath("console.ini"), QSettings::IniFormat);
+            ini.setValue("ZRV_Service/host", service.baseUrl());
+            ini.setValue("ZRV_Console/restorewindow", restore);
+            ini.sync();
             ZRV_ServerApp window(ConsoleDriver::arguments(dir.filePath("console.ini")));
             window.show();
-            QTest::qWaitForWindowExposed(&window);
+            if (!QTest::qWaitForWindowExposed(&window))
+                return Run{};
             auto *queue = window.findChild<QDockWidget *>("dckProgress");
             Run r{QRect(window.pos(), window.size()), {}, queue->isVisible() && window.findChild<QPushButton *>("btnQueue")->isChecked()};
             window.move(moveTo);
