@@ -375,7 +375,7 @@ void TestS3Wire::pauseClosesPartsInFlight()
     });
     QTRY_VERIFY_WITH_TIMEOUT(stepped != 0, (S3Transport::kStallSeconds - 2) * 1000);
     QCOMPARE(stepped.load(), 1);
-    QVERIFY(m_server.openConnections() > 0);
+    QTRY_VERIFY_WITH_TIMEOUT(m_server.openConnections() > 0, 1500); // its parts under way, before the pause is noticed
     QTRY_COMPARE_WITH_TIMEOUT(m_server.openConnections(), 0, 8000);
 }
 
