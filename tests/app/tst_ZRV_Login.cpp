@@ -20,10 +20,7 @@ void capture(QtMsgType, const QMessageLogContext &, const QString &message) { g_
 struct Attempt { int result = -1; QStringList boxes; QString fields, leaked; ZRV_LoginData data; };
 
 QByteArray attr(const QByteArray &key, const QByteArray &values) { return R"({"key":")" + key + R"(","value":[)" + values + "]}"; }
-QByteArray sub(const QByteArray &name, const QByteArray &attributes)
-{
-    return R"({"id":"s-)" + name + R"(","name":")" + name + R"(","attributes":[)" + attributes + "]}";
-}
+QByteArray sub(const QByteArray &name, const QByteArray &attrs) { return R"({"id":"s-)" + name + R"(","name":")" + name + R"(","attributes":[)" + attrs + "]}"; }
 QByteArray groups(const QByteArray &customer, const QByteArray &subs)
 {
     return R"({"userId":"presenter","groups":[{"id":"g-1","name":"Acme","attributes":[)" + customer + R"(],"subGroups":[)" + subs + "]}]}";
@@ -174,7 +171,6 @@ private slots:
                                                             + attr("Folder", R"("fa")") + "," + attr("Bucket", R"("ba")"));
         const QByteArray licence = attr("StorageSize", R"("500")") + "," + attr("TrialDays", R"("7")") + ","
                                    + attr("CountEndlessMeetings", R"("3")");
-        QTest::newRow("plain MinIO group with licence values") << kUser << groups(licence, minio) << "" << "1|key-a|fa|ba|500|7";
         QTest::newRow("of two storage groups the second wins")
             << kUser << groups("", minio + "," + sub("S3_Config_Other", attr("Modus", R"("s3")") + "," + attr("User", R"("key-b")")))
             << "" << "2|key-b|||-1|0";
@@ -185,8 +181,8 @@ private slots:
         QTest::newRow("empty value list stores an empty text")
             << kUser << groups("", sub("S3_Config", attr("Modus", R"("MINIO")") + "," + attr("Folder", ""))) << "" << "1||||-1|0";
         QTest::newRow("no customer group refuses") << kUser << QByteArray(R"({"userId":"presenter","groups":[]})") << kNoStorage << "";
-        QTest::newRow("status Active in capitals passes")
-            << QByteArray(kUser).replace("\"active\"", "\"Active\"") << groups("", minio) << "" << "1|key-a|fa|ba|-1|0";
+        QTest::newRow("status Active in capitals passes, licence values read")
+            << QByteArray(kUser).replace("\"active\"", "\"Active\"") << groups(licence, minio) << "" << "1|key-a|fa|ba|500|7";
         QTest::newRow("role in other letter case fails")
             << QByteArray(kUser).replace("ZRV_Presenter", "zrv_presenter") << groups("", minio) << kNoRole << "";
     }
@@ -234,7 +230,6 @@ private slots:
         QTest::addColumn<bool>("serviceFails");
         QTest::addColumn<QString>("box"); // title: text
         const QString refused = "Cannot change Password: ";
-        QTest::newRow("current password empty") << "|abcdefgh|abcdefgh" << false << refused + "Current Password field is empty";
         QTest::newRow("current empty wins over a short new one") << "|abc|xyz" << false << refused + "Current Password field is empty";
         QTest::newRow("new password empty") << "presenter123||abcdefgh" << false << refused + "New Password field is empty";
         QTest::newRow("empty confirmation reads as mismatch")
@@ -276,7 +271,6 @@ private slots:
         bool reopened = false;
         QCOMPARE(runDialog(dialog, answerer, {"presenter123", "new & secret", "new & secret"}, &reopened), int(QDialog::Accepted));
         QCOMPARE(answerer.seen().value(1).text, QString("Password changed"));
-        QCOMPARE(server.requestCount(), 1);
         const RecordedRequest request = server.lastRequest();
         QCOMPARE(request.method + ' ' + request.target, "PATCH /idp/auth/user/" + PresenterId.toLatin1() + "/pwdreset");
         QVERIFY(!request.hasHeader("Authorization"));
