@@ -101,34 +101,45 @@ private slots:
     void pageSet_data()
     {
         QTest::addColumn<QString>("login");
+        QTest::addColumn<QString>("version");
         QTest::addColumn<QStringList>("tabs");
         QTest::addColumn<QString>("listing");
 
         const QStringList s3{"tabS3", "tabBundles"};
         // A key of the service would list the empty folder "<role id>:presenter/".
-        QTest::newRow("fixed MinIO keys: own folder") << "presenter" << s3 << "MINIO - presenter/|readme.txt";
-        QTest::newRow("administrator with fixed keys sees the whole bucket") << "admin" << s3 << "MINIO - root|";
+        QTest::newRow("fixed MinIO keys: own folder") << "presenter" << "" << s3 << "MINIO - presenter/|readme.txt";
+        QTest::newRow("administrator with fixed keys sees the whole bucket") << "admin" << "" << s3 << "MINIO - root|";
         QTest::newRow("no keys in the account: temporary keys from the service")
-            << "groupadmin" << s3 << "MINIO - groupadmin/|readme.txt";
+            << "groupadmin" << "" << s3 << "MINIO - groupadmin/|readme.txt";
         QTest::newRow("Amazon S3 account: temporary keys, the fixed bucket")
-            << "amazon" << s3 << "S3 - amazon/|in-bvkzrv.txt";
+            << "amazon" << "" << s3 << "S3 - amazon/|in-bvkzrv.txt";
         QTest::newRow("NextCloud account: the NextCloud page comes first")
-            << "cloud" << QStringList{"tabNextCloud2", "tabBundles"} << "";
+            << "cloud" << "" << QStringList{"tabNextCloud2", "tabBundles"} << "";
         QTest::newRow("storage of an unknown mode: all pages stay")
-            << "nomode" << QStringList{"tabS3", "tabNextCloud2", "tabBundles"} << "";
+            << "nomode" << "" << QStringList{"tabS3", "tabNextCloud2", "tabBundles"} << "";
+        QTest::newRow("service 2.0.29 is too old for bundles") << "presenter" << "v2.0.29" << QStringList{"tabS3"} << "";
+        QTest::newRow("service 2.0.30 is the first with bundles") << "presenter" << "v2.0.30" << s3 << "";
+        QTest::newRow("service 2.1.0: the minor counts before the patch") << "presenter" << "v2.1.0" << s3 << "";
     }
 
     void pageSet()
     {
         QFETCH(QString, login);
+        QFETCH(QString, version);
         SignedInConsole c;
         const QString password = login == "groupadmin" ? "group123" : login + "123";
-        QVERIFY2(c.open(login, password, m_moto.endpoint()), qPrintable(c.error));
-        auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
-        QStringList names;
-        for (int i = 0; i < tabs->count(); ++i)
-            names << tabs->widget(i)->objectName();
-        QTEST(names, "tabs");
+        const QStringList args = version.isEmpty() ? QStringList() : QStringList{"--service-version", version};
+        QVERIFY2(c.open(login, password, m_moto.endpoint(), args), qPrintable(c.error));
+        auto *browser = c.window->findChild<QTabWidget *>("tabBrowser");
+        const auto names = [browser] {
+            QStringList names;
+            for (int i = 0; i < browser->count(); ++i)
+                names << browser->widget(i)->objectName();
+            return names;
+        };
+        QFETCH(QStringList, tabs);
+        QTRY_COMPARE_WITH_TIMEOUT(names(), tabs, Wait);
+        // The file area, the bundle page with it, stays disabled until a meeting is chosen.
         QVERIFY(!c.window->findChild<QWidget *>("tabBundles")->isEnabled());
         QFETCH(QString, listing);
         if (!listing.isEmpty())
@@ -330,9 +341,6 @@ private slots:
         QTest::addColumn<QString>("text");       // {stem} for the chosen stem
 
         const QString missing = "The %1 asset pack file could not be found.\n Expected path: {stem}%2";
-        const QString ios = missing.arg("ios", ".ios.asb");
-        QTest::newRow("iOS file missing")
-            << "presenter" << "lone" << QStringList{".win.asb", ".web.asb", ".android.asb"} << "Missing file" << ios;
         QTest::newRow("web file missing, checked before Android")
             << "presenter" << "lone" << QStringList{".win.asb", ".ios.asb"} << "Missing file"
             << missing.arg("web", ".web.asb");
@@ -376,30 +384,6 @@ private slots:
         // Nothing went to the store or the service.
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/__ASSETBUNDLES/" + name + ".win.asb"));
         QCOMPARE(c.bundles().size(), before);
-    }
-
-    void versionGate_data()
-    {
-        QTest::addColumn<QString>("version");
-        QTest::addColumn<bool>("bundles");
-
-        QTest::newRow("2.0.29 is too old: the tab at index 1 goes") << "v2.0.29" << false;
-        QTest::newRow("2.0.30 is the first with bundles") << "v2.0.30" << true;
-        QTest::newRow("2.1.0: the minor counts before the patch") << "v2.1.0" << true;
-    }
-
-    void versionGate()
-    {
-        QFETCH(QString, version);
-        QFETCH(bool, bundles);
-        SignedInConsole c;
-        QVERIFY2(c.open("presenter", "presenter123", m_moto.endpoint(), {"--service-version", version}),
-                 qPrintable(c.error));
-        auto *tabs = c.window->findChild<QTabWidget *>("tabBrowser");
-        // The file area stays disabled until a meeting is chosen: the page itself counts.
-        QTRY_COMPARE_WITH_TIMEOUT(tabs->count(), bundles ? 2 : 1, Wait);
-        QTRY_COMPARE_WITH_TIMEOUT(bundleTable(c)->rowCount(), bundles ? 2 : 0, Wait);
-        QCOMPARE(c.window->findChild<QWidget *>("tabBundles")->isEnabledTo(tabs), bundles);
     }
 
 private:
