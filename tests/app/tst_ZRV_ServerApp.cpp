@@ -94,10 +94,8 @@ private slots:
         QTest::addColumn<bool>("restoreWindow");
         QTest::addColumn<bool>("leaveByQuit");
         QTest::addColumn<QString>("expected");
-        // Run 1 stands at 4,30 with the queue shown and is closed; run 2 moves to
-        // 24,40, hides the queue and leaves as the row says; run 3 shows what
-        // stuck. On the small offscreen screen the window keeps near its
-        // minimum size, so the place tells the runs apart.
+        // Run 1 ends at 4,30 with the queue shown; run 2 at 24,40 without it, left as the row says; run 3 shows
+        // what stuck. Offscreen the window keeps near its minimum size, so the place tells the runs apart.
         QTest::newRow("closing saves place, size and queue") << true << false << "run 2";
         QTest::newRow("Quit keeps the state of the run before") << true << true << "run 1";
         QTest::newRow("restorewindow false: fixed place and size, queue still restored") << false << false << "fixed";
@@ -193,8 +191,7 @@ private slots:
         wakeBy == "activation" ? QApplication::setActiveWindow(&window) : window.setInactivityOff();
         QVERIFY(window.isEnabled() && timer->isActive());
         QCOMPARE(window.windowTitle(), Title);
-        // A sign of life, then the background again: frozen once more with one
-        // suffix only, unless a transfer has started in this run.
+        // Background again: frozen once more with one suffix only, unless a transfer has started in this run.
         QApplication::setActiveWindow(&window);
         expire(&other);
         QCOMPARE(inactive.count(), 2);
