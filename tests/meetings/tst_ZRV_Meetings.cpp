@@ -1,16 +1,7 @@
 // The meetings panel against the simulator over real HTTP: the list by role, the
 // changes and moderation that reach the simulator, and the refusals.
-#include <QApplication>
-#include <QClipboard>
-#include <QComboBox>
-#include <QDialogButtonBox>
-#include <QInputDialog>
-#include <QJsonArray>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTableWidget>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 
