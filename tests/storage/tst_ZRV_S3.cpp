@@ -380,9 +380,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
         QCOMPARE(m_moto.getObject("zarvo", "presenter/models/q1.fbx"), data);
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/q2.fbx"));
-        // A resumed transfer does not start its display from zero again.
-        for (int i = seen; i < progress.size(); ++i)
-            QVERIFY(!progress.at(i).value(3).toString().endsWith("q1.fbx") || progress.at(i).value(1).toLongLong() > 0);
+        QVERIFY2(progress.at(seen).value(1).toLongLong() > 0, "a resumed transfer does not start its display from zero");
     }
 
     void abort_data()
@@ -474,26 +472,6 @@ private slots:
         std::unique_ptr<QTreeWidgetItem> root(ZRV_S3Tree::buildTree(keys, sizes, {}, in, &total));
         QTEST(storageTreeDump(root.get()), "expected");
         QTEST(total, "total");
-    }
-
-    void treeAfterTransfers()
-    {
-        QTreeWidget tree;
-        ZRV_S3Tree::Input in;
-        in.pathPrefix = "p/";
-        tree.addTopLevelItem(ZRV_S3Tree::buildTree({"p/d/b.txt", "p/d/d.txt"}, {"1", "2"}, {"", ""}, in, nullptr));
-        // Sorted in behind the last name before it, an existing name replaced, a
-        // name before all others appended: as the page's order has always been.
-        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/c.txt", 3, "e"));
-        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/d.txt", 4, "e"));
-        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p/d/a.txt", 5, "e"));
-        // The doubled "/" of an upload into a confined account's top folder.
-        QVERIFY(ZRV_S3Tree::addFileToTree(&tree, "p//top.txt", 6, "e"));
-        QVERIFY(!ZRV_S3Tree::addFileToTree(&tree, "p/nowhere/x.txt", 1, "e"));
-        qint64 removed = 0;
-        QVERIFY(ZRV_S3Tree::removeFileFromTree(&tree, "/p/d/c.txt", &removed));
-        QCOMPARE(removed, qint64(3));
-        QCOMPARE(storageTreeDump(tree.topLevelItem(0)), QString("MINIO - p/[top.txt:6]{d[b.txt:1,d.txt:4,a.txt:5]}"));
     }
 
 private:
