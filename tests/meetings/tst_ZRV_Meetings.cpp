@@ -394,9 +394,9 @@ void tst_ZRV_Meetings::actions()
     }
     const QStringList paths = probes.split(';');
     for (int i = 0; i < paths.size(); ++i) {
-        QTRY_COMPARE_WITH_TIMEOUT(paths.at(i) == "emitted"     ? QString::number(emitted)
-                                  : paths.at(i) == "clipboard" ? QApplication::clipboard()->text()
-                                                               : simValue(paths.at(i)),
+        const QString &path = paths.at(i);
+        QTRY_COMPARE_WITH_TIMEOUT(path == "emitted" ? QString::number(emitted) : path == "clipboard" ? QApplication::clipboard()->text()
+                                                                                                      : simValue(path),
                                   expected.section(';', i, i), kWait);
     }
     if (!caption.section('>', 1).isEmpty())

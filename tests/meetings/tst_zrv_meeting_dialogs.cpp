@@ -60,8 +60,6 @@ class tst_zrv_meeting_dialogs : public QObject
 private slots:
     void init();
     void cleanup();
-    void spawnPointEditor_data();
-    void spawnPointEditor();
     void spawnPointList_data();
     void spawnPointList();
     void editorFields_data();
@@ -79,40 +77,6 @@ private:
     ZRV_LoginData m_login;
     std::unique_ptr<ZRV_MeetingsInfoThread> m_thread;
 };
-
-void tst_zrv_meeting_dialogs::spawnPointEditor_data()
-{
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("result"); // name, position x and y
-
-    QTest::newRow("untouched modify stores the rounded value") << "" << "" << "Stage 1.23457 2";
-    QTest::newRow("letters are not taken in a coordinate") << "lePosY" << "abc" << "Stage 1.23457 0";
-    QTest::newRow("cleared title disables Ok") << "leTitle" << "" << " 1.23457 2";
-}
-
-void tst_zrv_meeting_dialogs::spawnPointEditor()
-{
-    QFETCH(QString, field);
-    QFETCH(QString, typed);
-    QFETCH(QString, result);
-
-    ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(), point(3, "Stage", R"(,"PlayerId":7,"MeetingId":"wdr7k2m4",
-        "Position":{"x":1.23456789,"y":2,"z":3},"Rotation":{"x":0,"y":90.5,"z":0})"), nullptr);
-    QStringList shown;
-    for (const char *name : {"leId", "lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
-        shown << ::field(&dlg, name);
-    QCOMPARE(shown.join('|'), "3|1.23457|2|3|0|90.5|0");
-    if (!field.isEmpty()) {
-        dlg.findChild<QLineEdit *>(field)->clear();
-        QTest::keyClicks(dlg.findChild<QLineEdit *>(field), typed);
-    }
-    const ZRVSpawnPoint p = dlg.getSpawnPoint();
-    QCOMPARE(okButton(&dlg)->isEnabled(), !p.getName().isEmpty());
-    QCOMPARE(QString("%1 %2 %3").arg(p.getName()).arg(p.getPosition().getX()).arg(p.getPosition().getY()), result);
-    // A modify makes a fresh record: member and meeting of the old point are gone.
-    QVERIFY(p.getId() == 3 && !p.is_player_id_Set() && !p.is_meeting_id_Set());
-}
 
 void tst_zrv_meeting_dialogs::spawnPointList_data()
 {
@@ -305,7 +269,7 @@ void tst_zrv_meeting_dialogs::replies_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expected"); // the coordinates, or the log text shown
 
-    const QString unchanged = "9|9|9|8|8|8";
+    const QString unchanged = "1.23457|2|3|0|90.5|0"; // the stored values, rounded
     const QByteArray pos = R"({"command":"GetPlayerPos","vList":)";
     const auto row = [](const char *name, const char *call, int status, const QByteArray &type, const QByteArray &body,
                         const QString &expected) { QTest::newRow(name) << call << status << type << body << expected; };
@@ -348,7 +312,8 @@ void tst_zrv_meeting_dialogs::replies()
         QCOMPARE(m_server->lastRequest().target, "/zrv/svc/wdr7k2m4/logfile?count=100");
     } else {
         ZRV_SpawnPointEditDialog dlg(ZRVMeetingInfo(R"({"meetingId":"wdr7k2m4","clients":[{"Id":4,"Alias":"Guest"}]})"),
-                                     point(1, "Stage", R"(,"Position":{"x":9,"y":9,"z":9},"Rotation":{"x":8,"y":8,"z":8})"), m_thread.get());
+                                     point(3, "Stage", R"(,"PlayerId":7,"MeetingId":"wdr7k2m4",
+            "Position":{"x":1.23456789,"y":2,"z":3},"Rotation":{"x":0,"y":90.5,"z":0})"), m_thread.get());
         answerer.arm(5000);
         QTest::mouseClick(dlg.findChild<QPushButton *>("btnLoadPos"), Qt::LeftButton);
         QVERIFY(m_server->waitForRequests(1));
@@ -365,6 +330,12 @@ void tst_zrv_meeting_dialogs::replies()
         for (const char *name : {"lePosX", "lePosY", "lePosZ", "leRotX", "leRotY", "leRotZ"})
             fields << dlg.findChild<QLineEdit *>(name)->text();
         shown = fields.join('|');
+        // A modify makes a fresh record of what is shown: member and meeting of the old point are gone.
+        const ZRVSpawnPoint p = dlg.getSpawnPoint();
+        QCOMPARE(QString::number(p.getPosition().getX()), fields.first());
+        QVERIFY(p.getId() == 3 && !p.is_player_id_Set() && !p.is_meeting_id_Set());
+        dlg.findChild<QLineEdit *>("leTitle")->clear();
+        QVERIFY(!okButton(&dlg)->isEnabled());
     }
     QCOMPARE(shown, expected);
     for (const ModalAnswerer::Seen &seen : answerer.seen())
