@@ -46,11 +46,6 @@ ZRVSpawnPoint point(int id, const QString &name, const QByteArray &placement = {
     return p;
 }
 
-QString field(const QWidget *w, const QString &name)
-{
-    return w->findChild<QLineEdit *>(name)->text();
-}
-
 } // namespace
 
 class tst_zrv_meeting_dialogs : public QObject
@@ -115,7 +110,7 @@ void tst_zrv_meeting_dialogs::spawnPointList()
         }
         ModalAnswerer answerer;
         answerer.handle([&seenEditor, op](QWidget *w) {
-            seenEditor = field(w, "leId") + '/' + field(w, "leTitle");
+            seenEditor = w->findChild<QLineEdit *>("leId")->text() + '/' + w->findChild<QLineEdit *>("leTitle")->text();
             if (op == "btnSPModify")
                 w->findChild<QLineEdit *>("leTitle")->setText("M");
             QTest::mouseClick(okButton(w), Qt::LeftButton);
@@ -346,15 +341,10 @@ void tst_zrv_meeting_dialogs::replies()
 // opening, which follows the end again; closed or unticked, it asks no more.
 void tst_zrv_meeting_dialogs::viewer()
 {
-    const auto lines = [](int count) {
-        QByteArray out;
-        for (int i = 0; i < count; ++i)
-            out += QByteArray::number(i).rightJustified(4, '0') + ' ' + QByteArray(200, 'x') + '\n';
-        return out;
-    };
-    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, lines(300));
+    const QByteArray line = QByteArray(200, 'x') + '\n';
+    m_server->enqueue(200, {{"Content-Type", "text/plain"}}, line.repeated(300));
     for (int i = 0; i < 30; ++i)
-        m_server->enqueue(200, {{"Content-Type", "text/plain"}}, lines(200));
+        m_server->enqueue(200, {{"Content-Type", "text/plain"}}, line.repeated(200));
     QSignalSpy mirror(m_thread.get(), &ZRV_MeetingsInfoThread::mirrorLog);
     QSignalSpy service(m_thread.get(), &ZRV_MeetingsInfoThread::serviceLog);
     const auto quiet = [](QSignalSpy &replies) {
