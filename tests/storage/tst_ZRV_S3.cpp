@@ -350,7 +350,8 @@ private slots:
         QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
         p->page.uploadFiles(paths);
         // The worker stops at the next step and says so with speed 0; then no step, no signal.
-        QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked() && progress.last().value(0).toInt() == 0 && progress.last().value(2).toInt() == 0, Wait);
+        QTRY_VERIFY_WITH_TIMEOUT(pause->isChecked() && progress.last().value(0).toInt() == 0 &&
+                                     progress.last().value(2).toInt() == 0, Wait);
         QVERIFY(!finished.wait(1000));
         const int seen = progress.size();
         QVERIFY(!finished.wait(500));
@@ -455,8 +456,9 @@ private slots:
             << QStringList{"__ASSETBUNDLES/x.win.asb", "p/__ASSETBUNDLES/y.win.asb"} << QStringList{"1", "2"} << "key"
             << Presenter << "MINIO - root{p{__ASSETBUNDLES[y.win.asb:2]}}" << qint64(2);
         // After a failed info call the sizes and ETags are shorter than the keys.
-        QTest::newRow("short info lists are read safely") << QStringList{"a.txt", "b.txt", "c.txt"}
-            << QStringList{"10", "20"} << "key" << Administrator << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
+        QTest::newRow("short info lists are read safely")
+            << QStringList{"a.txt", "b.txt", "c.txt"} << QStringList{"10", "20"} << "key" << Administrator
+            << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
     }
 
     void treeFromListing()

@@ -97,7 +97,6 @@ private slots:
         const QStringList s3{"tabS3", "tabBundles"};
         // A key of the service would list the empty folder "<role id>:presenter/".
         QTest::newRow("fixed MinIO keys: own folder") << "presenter" << "" << s3 << "MINIO - presenter/|readme.txt";
-        QTest::newRow("administrator with fixed keys sees the whole bucket") << "admin" << "" << s3 << "MINIO - root|";
         QTest::newRow("no keys in the account: temporary keys from the service")
             << "groupadmin" << "" << s3 << "MINIO - groupadmin/|readme.txt";
         QTest::newRow("Amazon S3 account: temporary keys, the fixed bucket")
