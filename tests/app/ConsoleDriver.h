@@ -7,18 +7,12 @@
 
 class ZRV_ServerApp;
 
-// Answers what a console window opens: each login gets the next password (and
-// the user name unless the dialog fixes it) and Ok, or Cancel once the
-// passwords run out; each message box is noted as "title: text [n buttons]"
-// and answered Ok, or No to a question.
+// Answers what a console window opens: each login the next password (and the user unless fixed) and Ok,
+// Cancel once they run out; each box is noted as "title: text [n buttons]" and answered Ok, or No.
 class ConsoleDriver
 {
 public:
-    struct LoginSeen
-    {
-        QString user;
-        bool userEditable;
-    };
+    struct LoginSeen { QString user; bool userEditable; };
 
     ConsoleDriver(const QString &user, const QStringList &passwords);
 

@@ -1,8 +1,7 @@
 #pragma once
 
-// zarvo-sim plus an INI that points the three services at it, each under its
-// own base path so that a client dropping its base path fails. Any process
-// exit of the code under test lands in exitCodes() instead of ending the run.
+// zarvo-sim plus an INI pointing the three services at it, each under its own base path (so a dropped
+// base path fails); a process exit of the code under test lands in exitCodes() instead of ending the run.
 
 #include <QMap>
 #include <QStringList>

@@ -36,14 +36,8 @@ bool SignedInConsole::open(const QString &user, const QString &pass, const QStri
 bool SignedInConsole::selectMeeting(const QString &meetingId)
 {
     auto *meetings = window->findChild<QTableWidget *>("tblMeetings");
-    int row = -1;
-    if (!QTest::qWaitFor(
-            [&] {
-                const auto found = meetings->findItems(meetingId.toUpper(), Qt::MatchExactly);
-                row = found.isEmpty() ? -1 : found.first()->row();
-                return row >= 0;
-            },
-            Wait)) {
+    QList<QTableWidgetItem *> found;
+    if (!QTest::qWaitFor([&] { return !(found = meetings->findItems(meetingId.toUpper(), Qt::MatchExactly)).isEmpty(); }, Wait)) {
         error = QStringLiteral("meeting %1 not listed").arg(meetingId);
         return false;
     }
@@ -51,7 +45,7 @@ bool SignedInConsole::selectMeeting(const QString &meetingId)
     const int expected =
         record.value("assets").toArray().size() + (record.value("assetBundles").toArray().isEmpty() ? 0 : 1);
     meetings->clearSelection();
-    meetings->selectRow(row);
+    meetings->selectRow(found.first()->row());
     auto *area = window->findChild<QWidget *>("widgetFileArea");
     if (!QTest::qWaitFor([&] { return assets()->rowCount() == expected && area->isEnabled(); }, Wait)) {
         error = QStringLiteral("components of %1 not shown: %2 rows for %3").arg(meetingId).arg(assets()->rowCount()).arg(expected);
@@ -88,13 +82,11 @@ bool SignedInConsole::selectS3File(const QString &dir, const QString &name)
     tree->setCurrentItem(target);
     auto *table = window->findChild<QTableWidget *>("S3TableWidget");
     const QList<QTableWidgetItem *> found = table->findItems(name, Qt::MatchExactly);
-    if (found.isEmpty()) {
-        error = QStringLiteral("no file %1 in %2").arg(name, dir);
-        return false;
-    }
+    error = QStringLiteral("no file %1 in %2").arg(name, dir);
     table->clearSelection();
-    table->selectRow(found.first()->row());
-    return true;
+    if (!found.isEmpty())
+        table->selectRow(found.first()->row());
+    return !found.isEmpty();
 }
 
 QByteArray SignedInConsole::bearer()

@@ -1,12 +1,7 @@
 #pragma once
 
 // A whole console window signed in against the simulator, which hands out the
-// moto store at s3Endpoint (bucket "zarvo"):
-//
-//   SignedInConsole c;
-//   QVERIFY2(c.open("presenter", "presenter123", moto.endpoint()), qPrintable(c.error));
-//   QVERIFY(c.selectMeeting("prl5t8c6"));
-//   QJsonObject info = c.liveRecord("prl5t8c6");   // read back over the wire
+// moto store at s3Endpoint (bucket "zarvo"); failures leave their reason in error.
 
 #include <QJsonArray>
 #include <QJsonObject>
