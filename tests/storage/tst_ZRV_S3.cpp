@@ -408,7 +408,6 @@ private slots:
             p->click("btnS3Download");
         }
         QTRY_COMPARE_WITH_TIMEOUT(p->page.currentEntry().state, 3, Wait);
-        QVERIFY(p->page.queuedEntries().isEmpty());
         // The worker is done with the aborted step once it has cleared the display.
         QTRY_COMPARE_WITH_TIMEOUT(modes.last(), -1, Wait);
         QCOMPARE(m_moto.openMultipartUploads("zarvo"), 0);
