@@ -224,6 +224,7 @@ private slots:
                 p->selectFiles(names.mid(0, 2));
                 ZRV_FileChooser::setNextAnswer(m_dir.path());
                 p->click("btnS3Download");
+                QCOMPARE(ZRV_FileChooser::lastCaption(), QString("Save files in"));
             } else {
                 p->page.uploadFiles(call ? paths.mid(0, 1) : paths);
                 QVERIFY(call || finished.wait(Wait));
