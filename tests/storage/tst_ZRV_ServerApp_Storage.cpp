@@ -82,7 +82,6 @@ private slots:
         QVERIFY(m_moto.createBucket("bvkzrv"));
         for (const QString &login : {QString("admin"), GroupAdminFolder, QString("presenter")})
             QVERIFY(m_moto.putObject("zarvo", login + "/readme.txt", "read me"));
-        QVERIFY(m_moto.putObject("bvkzrv", GroupAdminFolder + "/in-bvkzrv.txt", "fixed bucket"));
         QVERIFY(m_moto.putObject("bvkzrv", AmazonFolder + "/in-bvkzrv.txt", "fixed bucket"));
         ZRV_FileChooser::clear();
     }
