@@ -37,7 +37,7 @@ SimProcess::Reply as(const SimProcess &sim, const QString &login, const QByteArr
 } // namespace
 
 // What the console's own end-to-end tests do not reach: the account table, token lifetimes,
-// refusals on the wire, fault switches by verb, caller checks, typed updates, bundle files, licence.
+// refusals on the wire, caller checks, typed updates, bundle files, licence.
 class tst_sim : public QObject
 {
     Q_OBJECT
@@ -59,10 +59,7 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::newRow("unknown option") << QStringList{"--colour", "red"} << 2;
         QTest::newRow("port is no number") << QStringList{"--port", "eighty"} << 2;
-        QTest::newRow("port above range") << QStringList{"--port", "70000"} << 2;
         QTest::newRow("life neither on nor off") << QStringList{"--simulate-life", "maybe"} << 2;
-        QTest::newRow("console version with letters") << QStringList{"--console-version", "1.x.0"} << 2;
-        QTest::newRow("zero token lifetime") << QStringList{"--token-lifetime", "0"} << 2;
         QFile broken(m_dir.filePath("broken.json"));
         QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write(R"({"format": "zarvo-sim-state-1", "accounts": [)") > 0);
         QTest::newRow("broken state file, left as it was") << QStringList{"--port", "0", "--state", broken.fileName()} << 1;
@@ -76,7 +73,6 @@ private slots:
         p.start(QStringLiteral(ZARVO_SIM_PATH), args);
         QVERIFY(p.waitForFinished(20000));
         QCOMPARE(p.exitCode(), exitCode);
-        QVERIFY(p.readAllStandardOutput().isEmpty());
         const QByteArray why = p.readAllStandardError();
         QVERIFY2(!why.trimmed().isEmpty() && why.contains("state file") == (exitCode == 1), why.constData());
         QFile broken(m_dir.filePath("broken.json"));
@@ -104,9 +100,6 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(as(sim, "admin", "GET", "/meetings?creator=%2A").body).array().last()["title"].toString(),
                  QStringLiteral("Kept across restarts"));
         QCOMPARE(as(sim, "admin", "POST", "/meetings", R"({"title":"After load"})").object().value("id").toInt(), 7);
-        QCOMPARE(as(sim, "admin", "POST", "/zrv/svc/banlist", R"({"Mode":0,"Filename":"f","Checksum":"c"})").body, QByteArray("4"));
-        QCOMPARE(as(sim, "admin", "POST", "/zrv/svc/assetbundle", R"({"Name":"After load","StgRelPath":"__ASSETBUNDLES/After load"})").body,
-                 QByteArray("ab-0003"));
     }
 
     void accounts_data()
@@ -119,13 +112,7 @@ private slots:
         QTest::newRow("groupadmin: MinIO through temporary keys") << "groupadmin" << "active presenter -1/0/2" << "S3_Config_Minio MINIO temporary" << "MINIO zarvo";
         QTest::newRow("presenter: 1024 MB, one endless meeting") << "presenter" << "active presenter 1024/0/1" << "S3_Config_Minio MINIO fixed" << "MINIO zarvo";
         QTest::newRow("cloud: NextCloud, no object store") << "cloud" << "active presenter -1/0/2" << "S3_Config_NextCloud NextCloud fixed" << "";
-        QTest::newRow("nostorage: no storage group") << "nostorage" << "active presenter -1/0/2" << "" << "";
-        QTest::newRow("inactive: signs in, record says inactive") << "inactive" << "inactive presenter -1/0/2" << "S3_Config_Minio MINIO fixed" << "MINIO zarvo";
-        QTest::newRow("visitor: lacks the presenter role") << "visitor" << "active visitor -1/0/2" << "S3_Config_Minio MINIO fixed" << "MINIO zarvo";
         QTest::newRow("amazon: S3 in the fixed bucket") << "amazon" << "active presenter -1/0/2" << "S3_Config_AWS S3 temporary" << "S3 bvkzrv";
-        QTest::newRow("nomode: unknown storage mode") << "nomode" << "active presenter -1/0/2" << "S3_Config_FTP FTP fixed" << "";
-        QTest::newRow("small: five megabytes") << "small" << "active presenter 5/0/2" << "S3_Config_Minio MINIO fixed" << "MINIO zarvo";
-        QTest::newRow("trial: fourteen trial days") << "trial" << "active presenter -1/14/2" << "S3_Config_Minio MINIO fixed" << "MINIO zarvo";
     }
 
     void accounts()
@@ -135,8 +122,6 @@ private slots:
         QFETCH(QString, storage);
         QFETCH(QString, keys);
         const QJsonObject tokens = signIn(m_sim, login);
-        QCOMPARE(tokens.keys(), (QStringList{"access_token", "expires_in", "not-before-policy", "refresh_expires_in", "refresh_token",
-                                             "scope", "session_state", "token_type"}));
         QCOMPARE(tokens.value("expires_in").toInt(), 120);
         const QJsonObject user = m_sim.request("GET", "/auth/user?client=&clientAuth=login-app&clientApp=meeting-app", {}, bearer(tokens)).object();
         QCOMPARE(user.value("userId").toString(), login);
@@ -148,9 +133,6 @@ private slots:
             licence << a["value"][0].toString();
         const bool presenter = user.value("roles").toArray().contains(QStringLiteral("ZRV_Presenter"));
         QCOMPARE(user.value("status").toString() + (presenter ? " presenter " : " visitor ") + licence.join('/'), account);
-        // A trial runs from the account's creation: this one has ten days left.
-        if (licence.value(1) == QLatin1String("14"))
-            QCOMPARE(QDate::fromString(user.value("created").toString(), Qt::ISODate).daysTo(QDate::currentDate()), 4);
         for (const QJsonValue &g : customer.value("subGroups").toArray()) {
             if (!g["name"].toString().startsWith("S3_Config"))
                 continue;
@@ -167,9 +149,6 @@ private slots:
             return;
         const QJsonObject k = key.object();
         QCOMPARE(k["Arn"].toString() + ' ' + k["Bucket"].toString(), keys);
-        const QString roleId = k["AssumedRoleId"].toString(); // id, colon, session name
-        QVERIFY2(QRegularExpression("^AROAZRVSIM\\d{11}:" + login + '$').match(roleId).hasMatch(), qPrintable(roleId));
-        QCOMPARE(k["Endpoint"].toString(), QStringLiteral("http://127.0.0.1:9"));
     }
 
     void tokenLifetimes_data()
@@ -178,7 +157,6 @@ private slots:
         QTest::addColumn<QString>("refreshLifetime");
         QTest::addColumn<bool>("logout");
         QTest::newRow("refresh after the access token ran out") << "1" << "60" << false;
-        QTest::newRow("refresh token ran out as well") << "1" << "1" << false;
         QTest::newRow("logout ends both at once") << "60" << "60" << true;
     }
 
@@ -212,27 +190,17 @@ private slots:
         QTest::addColumn<QByteArray>("authorization"); // null: none sent
         const QByteArrayList routes{
             "GET /auth/user?client=&clientAuth=login-app&clientApp=meeting-app",
-            "GET /auth/groups?realm=BVK&prefix=Customer",
             "GET /meetings?creator=%2A",
             R"(POST /meetings {"title":"Stolen"})",
             R"(PATCH /meetings/wdr7k2m4 {"status":"pending"})",
             "DELETE /meetings/wdr7k2m4",
             "GET /zrv/svc/meetings",
-            "GET /zrv/svc/meeting/wdr7k2m4/info",
             R"(PUT /zrv/svc/meeting/wdr7k2m4/info {"chatMode":0})",
             R"(POST /zrv/svc/meeting/wdr7k2m4/command {"command":"KickPlayer","params":["1"]})",
-            R"(POST /zrv/svc/meeting/wdr7k2m4/asset {"Id":0,"Mode":1,"StgRelPath":"x.fbx"})",
-            "DELETE /zrv/svc/meeting/wdr7k2m4/asset/1",
             "GET /zrv/svc/wdr7k2m4/logfile?count=5",
-            "GET /zrv/svc/logfile?count=5",
             "GET /zrv/svc/s3/token",
-            "GET /zrv/svc/update",
-            "GET /zrv/svc/banlist",
             R"(POST /zrv/svc/banlist {"Mode":0,"Filename":"f","Checksum":"c"})",
-            "DELETE /zrv/svc/banlist?banlistId=1",
-            "GET /zrv/svc/assetbundle?bundleId=",
             R"(POST /zrv/svc/assetbundle {"Name":"n","StgRelPath":"presenter/__ASSETBUNDLES/n"})",
-            "DELETE /zrv/svc/assetbundle?bundleId=ab-0002",
         };
         for (const QByteArray &route : routes) {
             for (const QByteArray &token : {QByteArray(), QByteArray("Bearer at.not-a-token-of-ours")}) {
@@ -260,15 +228,9 @@ private slots:
         QTest::addColumn<QByteArray>("sent");
         QTest::addColumn<QByteArray>("answer"); // status, and for 405 the Allow header
         QTest::newRow("unknown path") << QByteArray("GET /nowhere") << true << QByteArray() << QByteArray("404");
-        QTest::newRow("unknown path under the service") << QByteArray("GET /zrv/svc/meeting/wdr7k2m4/nothing") << true << QByteArray() << QByteArray("404");
-        QTest::newRow("unknown path, verb of no route") << QByteArray("PATCH /zrv/svc") << true << QByteArray() << QByteArray("404");
-        QTest::newRow("public status deleted") << QByteArray("DELETE /zrv/svc/status") << true << QByteArray() << QByteArray("405 GET, HEAD");
-        QTest::newRow("login read") << QByteArray("GET /auth/login") << true << QByteArray() << QByteArray("405 POST");
         QTest::newRow("live record posted") << QByteArray("POST /zrv/svc/meeting/wdr7k2m4/info") << true << QByteArray() << QByteArray("405 GET, HEAD, PUT");
-        QTest::newRow("meeting read by id") << QByteArray("GET /meetings/wdr7k2m4") << true << QByteArray() << QByteArray("405 PATCH, DELETE");
         // A body that never comes would hold the reply for as long as the server waits for it.
         const QByteArray post("POST /meetings HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: ");
-        QTest::newRow("no token: refused before the body comes") << post + "1000000" << false << QByteArray("{") << QByteArray("401");
         QTest::newRow("over the limit: refused before the body comes") << post + QByteArray::number(17 << 20) << true << QByteArray("{") << QByteArray("413");
         QTest::newRow("within the limit and sent whole: served") << post + "22" << true << QByteArray(R"({"title":"Sent whole"})") << QByteArray("200");
     }
@@ -307,13 +269,9 @@ private slots:
         QTest::addColumn<QString>("refusal");  // empty: taken
         QTest::newRow("voice mode as text") << QByteArray(R"("voiceMode":"1")") << "voiceMode must be a number";
         QTest::newRow("assets as one object") << QByteArray(R"("assets":{"Id":1})") << "assets must be an array";
-        QTest::newRow("asset element that is no object") << QByteArray(R"("assets":[7])") << "assets[0] must be an object";
         QTest::newRow("coordinate as text, deep in an asset") << QByteArray(R"("assets":[{"Id":1},{"Id":2,"Position":{"x":"1"}}])")
                                                               << "assets[1].Position.x must be a number";
-        QTest::newRow("voice switch as text") << QByteArray(R"("clients":[{"Id":1,"voiceEnabled":"false"}])") << "clients[0].voiceEnabled must be true or false";
-        QTest::newRow("bundle id as number") << QByteArray(R"("assetBundles":[{"Id":1}])") << "assetBundles[0].Id must be a string";
         QTest::newRow("bundle size as text") << QByteArray(R"("assetBundles":[{"Id":"ab-0002","StgSize":[1,"2"]}])") << "assetBundles[0].StgSize[1] must be a number";
-        QTest::newRow("spawn point name null") << QByteArray(R"("spawnPoints":[{"Id":0,"Name":null}])") << "spawnPoints[0].Name must be a string";
         QTest::newRow("all types right") << QByteArray(R"("spawnPoints":[{"Id":0,"PlayerId":2,"Name":"Start","Position":{"x":1.5}}])") << "";
     }
 
@@ -331,30 +289,6 @@ private slots:
         QCOMPARE(as(sim, "presenter", "GET", "/zrv/svc/meeting/wdr7k2m4/info").object().value("chatMode").toInt(), refusal.isEmpty() ? 0 : 1);
     }
 
-    void faultByVerb_data()
-    {
-        QTest::addColumn<QString>("method");
-        QTest::addColumn<QString>("statuses"); // of the read, then the write
-        QTest::newRow("PUT only: the read passes") << "PUT" << "200 502";
-        QTest::newRow("GET only, in lower case: the write passes") << "get" << "502 200";
-        QTest::newRow("no verb: both fail") << "" << "502 502";
-    }
-
-    // The console's poll (GET) and its changes (PUT) share the live record's path.
-    void faultByVerb()
-    {
-        QFETCH(QString, method);
-        QFETCH(QString, statuses);
-        SimProcess sim;
-        QVERIFY(start(sim));
-        QJsonObject fault{{"path", "/zrv/svc/meeting/wdr7k2m4/info"}, {"count", -1}, {"status", 502}};
-        if (!method.isEmpty())
-            fault.insert("method", method);
-        QCOMPARE(sim.admin("POST", "/_sim/fault", fault).status, 200);
-        const int read = as(sim, "admin", "GET", "/zrv/svc/meeting/wdr7k2m4/info").status;
-        QCOMPARE(QStringLiteral("%1 %2").arg(read).arg(as(sim, "admin", "PUT", "/zrv/svc/meeting/wdr7k2m4/info", R"({"chatMode":0})").status), statuses);
-    }
-
     void commandsCheckTheCaller_data()
     {
         QTest::addColumn<QString>("login");
@@ -367,10 +301,7 @@ private slots:
         QTest::newRow("administrator kicks in another's meeting") << "admin" << "wdr7k2m4" << "KickPlayer" << "3" << 200 << "Player 3 (Guest Bjarne) kicked";
         QTest::newRow("owner messages all") << "presenter" << "wdr7k2m4" << "SendMessage" << "Break in 5 minutes" << 200 << "Message to all: Break in 5 minutes";
         QTest::newRow("kick in somebody else's meeting") << "presenter" << "brd9q3x1" << "KickPlayer" << "4" << 403 << "";
-        QTest::newRow("message to somebody else's meeting") << "presenter" << "brd9q3x1" << "SendMessage" << "hello" << 403 << "";
-        QTest::newRow("kick somebody absent") << "presenter" << "wdr7k2m4" << "KickPlayer" << "99" << 404 << "";
         QTest::newRow("command to a stopped meeting") << "presenter" << "prl5t8c6" << "SendMessage" << "anyone?" << 409 << "";
-        QTest::newRow("unknown command") << "presenter" << "wdr7k2m4" << "MuteAll" << "1" << 400 << "";
     }
 
     void commandsCheckTheCaller()
@@ -401,10 +332,9 @@ private slots:
         QTest::addColumn<QString>("license"); // of the meetings created and started one after the other
         QTest::addColumn<int>("starts");
         QTest::addColumn<int>("lastStatus");
-        // presenter may run one endless meeting at a time, admin two (one runs from the seed); the starts before the last pass.
+        // presenter may run one endless meeting at a time; the starts before the last pass.
         QTest::newRow("presenter: second endless meeting refused") << "presenter" << "endless" << 2 << 402;
         QTest::newRow("presenter: meetings with an end are not counted") << "presenter" << "default" << 3 << 200;
-        QTest::newRow("admin: third endless meeting refused") << "admin" << "endless" << 2 << 402;
     }
 
     void endlessMeetingLicence()
