@@ -162,17 +162,12 @@ void tst_ZrvRecords::readBack_data()
     row("text list takes other elements as text, null as empty", "ZRVUser", R"({"roles":["a",1,null,"b"]})",
         R"({"roles":["a","1","","b"]})");
     row("date: no such day left out", "ZRVMeeting", R"({"created":"2023-02-29"})", "{}");
-    row("date: local form left out", "ZRVMeeting", R"({"created":"29.02.2024"})", "{}");
-    row("date: number left out", "ZRVMeeting", R"({"created":20240229})", "{}");
     row("text from a large number has six digits", "ZRVMeeting", R"({"title":1500000000})", R"({"title":"1.5e+09"})");
-    row("text from object left out", "ZRVMeeting", R"({"title":{"a":1}})", "{}");
     row("int from digit text is 0", "ZRVMeeting", R"({"audioMode":"12"})", R"({"audioMode":0})");
     row("int beyond 32 bits is 0", "ZRVMeeting", R"({"audioMode":5000000000})", R"({"audioMode":0})");
     row("64-bit from digit text", "ZRVMeeting", R"({"id":"12"})", R"({"id":12})");
-    row("64-bit from unreadable text is 0", "ZRVMeeting", R"({"id":"abc"})", R"({"id":0})");
     row("int list null element keeps its place", "ZRVVersion", R"({"Version":[null,4]})", R"({"Version":[0,4]})");
     row("float narrowed then widened", "ZRVDefVector3", R"({"y":0.1})", R"({"y":0.10000000149011612})");
-    row("float from text refused", "ZRVDefVector3", R"({"x":"0.1","z":1})", R"({"z":1})");
     row("bool from 1 refused", "ZRVMirrorClientInfo", R"({"voiceEnabled":1})", "{}");
     row("nested record with nothing readable left out", "ZRVAsset", R"({"Id":3,"Position":{"x":"1"},"Scale":{}})",
         R"({"Id":3})");
@@ -198,21 +193,15 @@ void tst_ZrvRecords::hostileInput_data()
     QTest::newRow("cut short") << QByteArray(R"([{"meetingId":"a"},{"meetingId":)");
     QTest::newRow("zero byte inside") << QByteArray("{\"Name\":\"a\0b\"}", 14);
     QTest::newRow("invalid UTF-8") << QByteArray("{\"Name\":\"\xff\xfe\xc3\"}");
-    QTest::newRow("array of scalars") << QByteArray(R"([1,"a",null,true,[]])");
     QTest::newRow("deep arrays") << (QByteArray(3000, '[') + QByteArray(3000, ']'));
     QTest::newRow("deep objects") << (QByteArray("{\"Position\":").repeated(2000) + "1" + QByteArray(2000, '}'));
     QTest::newRow("every key null") << everyKeyAs(QJsonValue::Null);
     QTest::newRow("every key true") << everyKeyAs(true);
     // Large, yet finite as a float too: JSON has no infinity to write back.
     QTest::newRow("every key huge number") << everyKeyAs(1e30);
-    QTest::newRow("every key negative fraction") << everyKeyAs(-2.5);
     QTest::newRow("every key impossible date") << everyKeyAs(QStringLiteral("2024-13-45"));
-    QTest::newRow("every key an ISO date") << everyKeyAs(QStringLiteral("2024-02-29"));
-    QTest::newRow("every key empty object") << everyKeyAs(QJsonObject());
     QTest::newRow("every key mixed array")
         << everyKeyAs(QJsonArray{1, "a", QJsonValue::Null, QJsonObject{{"x", "y"}}, QJsonArray{}});
-    QTest::newRow("every key nested object")
-        << everyKeyAs(QJsonObject{{"x", QJsonArray{}}, {"subGroups", QJsonObject{}}, {"Version", "1"}});
     QTest::newRow("list of hostile objects") << ("[" + everyKeyAs(QJsonArray{QJsonObject{}}) + "," + everyKeyAs(7) + "]");
 }
 
