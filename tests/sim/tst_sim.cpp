@@ -58,8 +58,6 @@ private slots:
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<int>("exitCode");
         QTest::newRow("unknown option") << QStringList{"--colour", "red"} << 2;
-        QTest::newRow("port is no number") << QStringList{"--port", "eighty"} << 2;
-        QTest::newRow("life neither on nor off") << QStringList{"--simulate-life", "maybe"} << 2;
         QFile broken(m_dir.filePath("broken.json"));
         QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write(R"({"format": "zarvo-sim-state-1", "accounts": [)") > 0);
         QTest::newRow("broken state file, left as it was") << QStringList{"--port", "0", "--state", broken.fileName()} << 1;
@@ -299,7 +297,6 @@ private slots:
         QTest::addColumn<QString>("logged"); // the meeting log's last line then
         QTest::newRow("owner kicks a member") << "presenter" << "wdr7k2m4" << "KickPlayer" << "2" << 200 << "Player 2 (Guest Aino) kicked";
         QTest::newRow("administrator kicks in another's meeting") << "admin" << "wdr7k2m4" << "KickPlayer" << "3" << 200 << "Player 3 (Guest Bjarne) kicked";
-        QTest::newRow("owner messages all") << "presenter" << "wdr7k2m4" << "SendMessage" << "Break in 5 minutes" << 200 << "Message to all: Break in 5 minutes";
         QTest::newRow("kick in somebody else's meeting") << "presenter" << "brd9q3x1" << "KickPlayer" << "4" << 403 << "";
         QTest::newRow("command to a stopped meeting") << "presenter" << "prl5t8c6" << "SendMessage" << "anyone?" << 409 << "";
     }
