@@ -162,9 +162,7 @@ void tst_ZrvRecords::readBack_data()
     row("text list takes other elements as text, null as empty", "ZRVUser", R"({"roles":["a",1,null,"b"]})",
         R"({"roles":["a","1","","b"]})");
     row("date: no such day left out", "ZRVMeeting", R"({"created":"2023-02-29"})", "{}");
-    row("text from a large number has six digits", "ZRVMeeting", R"({"title":1500000000})", R"({"title":"1.5e+09"})");
     row("int from digit text is 0", "ZRVMeeting", R"({"audioMode":"12"})", R"({"audioMode":0})");
-    row("int beyond 32 bits is 0", "ZRVMeeting", R"({"audioMode":5000000000})", R"({"audioMode":0})");
     row("64-bit from digit text", "ZRVMeeting", R"({"id":"12"})", R"({"id":12})");
     row("int list null element keeps its place", "ZRVVersion", R"({"Version":[null,4]})", R"({"Version":[0,4]})");
     row("float narrowed then widened", "ZRVDefVector3", R"({"y":0.1})", R"({"y":0.10000000149011612})");
@@ -199,7 +197,6 @@ void tst_ZrvRecords::hostileInput_data()
     QTest::newRow("every key true") << everyKeyAs(true);
     // Large, yet finite as a float too: JSON has no infinity to write back.
     QTest::newRow("every key huge number") << everyKeyAs(1e30);
-    QTest::newRow("every key impossible date") << everyKeyAs(QStringLiteral("2024-13-45"));
     QTest::newRow("every key mixed array")
         << everyKeyAs(QJsonArray{1, "a", QJsonValue::Null, QJsonObject{{"x", "y"}}, QJsonArray{}});
     QTest::newRow("list of hostile objects") << ("[" + everyKeyAs(QJsonArray{QJsonObject{}}) + "," + everyKeyAs(7) + "]");
