@@ -1,6 +1,5 @@
 // The S3 page against moto on loopback: what each kind of account sees, and
-// files moved through the queue, with its questions, allowance, pause and abort;
-// and its tree model's odd cases.
+// files moved through the queue, with its questions, allowance, pause and abort.
 #include <QRandomGenerator>
 #include <QtTest>
 #include <QtWidgets>
@@ -14,7 +13,6 @@
 #include "ZRV_LoginData.h"
 #include "ZRV_QueueTableWidget.h"
 #include "ZRV_S3.h"
-#include "ZRV_S3Tree.h"
 
 namespace {
 
@@ -121,8 +119,6 @@ private slots:
             << "";
         QTest::newRow("presenter confined to the own folder with leading slashes, bundles hidden")
             << Presenter << "//presenter" << qint64(-1) << own << "";
-        QTest::newRow("allowance used up shows 0, not less")
-            << Presenter << "presenter" << qint64(0) << own << "Free: 0MB";
     }
 
     void firstListing()
@@ -170,7 +166,6 @@ private slots:
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"));
         QCOMPARE(answerer.seen().value(1).title + "|" + answerer.seen().value(1).text,
                  QString("Delete File|Do you really want to delete 'scene.fbx'?"));
-        QCOMPARE(p->page.usedBytes(), qint64(3000 + 2000 + 7));
 
         // The same name again is refused.
         QVERIFY(p->selectFolder("models"));
@@ -193,8 +188,6 @@ private slots:
         const QStringList both{"stage.fbx", "chair.fbx"};
         QTest::newRow("upload: yes, then no") << false << QList<int>{B::Yes, B::No} << QStringList{"stage.fbx"};
         QTest::newRow("upload: yes to all, asked once") << false << QList<int>{B::YesToAll} << both;
-        QTest::newRow("upload: no to all, asked once") << false << QList<int>{B::NoToAll} << QStringList();
-        QTest::newRow("download: yes to all lasts the session") << true << QList<int>{B::YesToAll} << both;
         QTest::newRow("download: no to all lasts the session, the queue waits")
             << true << QList<int>{B::NoToAll} << QStringList();
     }
@@ -341,7 +334,6 @@ private slots:
         QCOMPARE(first, (QStringList{"\u2191", "q1.fbx", "24.00 MB", "In Progress", "presenter/models/q1.fbx",
                                      m_dir.path()}));
         QCOMPARE(table.item(1, 3)->text(), QString("Queued"));
-        QTableWidgetItem *kept = table.item(1, 1);
         ModalAnswerer answerer;
         answerer.arm();
         table.setCurrentCell(0, 1);
@@ -352,8 +344,7 @@ private slots:
         QTest::keyClick(&table, Qt::Key_Delete);
         QCOMPARE(table.rowCount(), 2);
         QCOMPARE(table.item(0, 3)->text(), QString("Paused"));
-        QCOMPARE(table.item(1, 1), kept); // updated in place, not built anew
-        QCOMPARE(kept->text(), QString("q3.fbx"));
+        QCOMPARE(table.item(1, 1)->text(), QString("q3.fbx"));
 
         QTest::mouseClick(pause, Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(m_moto.hasObject("zarvo", "presenter/models/q3.fbx"), Wait);
@@ -407,50 +398,6 @@ private slots:
             return;
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/huge.fbx"));
         QVERIFY(!m_moto.hasObject("zarvo", "presenter/models/waiting.fbx"));
-        // The page is ready for the next call.
-        QSignalSpy finished(&p->page, &ZRV_S3::uploadsFinished);
-        p->page.uploadFiles({waiting});
-        QVERIFY(finished.wait(Wait));
-    }
-
-    // The tree model where the page's own listings do not reach.
-    void treeFromListing_data()
-    {
-        QTest::addColumn<QStringList>("keys");
-        QTest::addColumn<QStringList>("sizes");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QStringList>("roles");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<qint64>("total");
-
-        QTest::newRow("storage user's own path element hides itself and all above it")
-            << QStringList{"top/zarvo/docs/a.pdf", "top/zarvo/b.txt"} << QStringList{"20", "15"} << "zarvo"
-            << Administrator << "MINIO - root[b.txt:15]{top docs[a.pdf:20]}" << qint64(35);
-        QTest::newRow("administrator role matched without regard to case")
-            << QStringList{"__ASSETBUNDLES/x.win.asb"} << QStringList{"24"} << "key" << QStringList{"zrv_administrator"}
-            << "MINIO - root{__ASSETBUNDLES[x.win.asb:24]}" << qint64(24);
-        QTest::newRow("a bundle folder below another folder is shown to a presenter")
-            << QStringList{"__ASSETBUNDLES/x.win.asb", "p/__ASSETBUNDLES/y.win.asb"} << QStringList{"1", "2"} << "key"
-            << Presenter << "MINIO - root{p{__ASSETBUNDLES[y.win.asb:2]}}" << qint64(2);
-        // After a failed info call the sizes and ETags are shorter than the keys.
-        QTest::newRow("short info lists are read safely")
-            << QStringList{"a.txt", "b.txt", "c.txt"} << QStringList{"10", "20"} << "key" << Administrator
-            << "MINIO - root[a.txt:10,b.txt:20,c.txt:0]" << qint64(30);
-    }
-
-    void treeFromListing()
-    {
-        QFETCH(QStringList, keys);
-        QFETCH(QStringList, sizes);
-        ZRV_S3Tree::Input in;
-        QFETCH(QString, user);
-        in.storageUser = user;
-        QFETCH(QStringList, roles);
-        in.roles = roles;
-        qint64 total = -1;
-        std::unique_ptr<QTreeWidgetItem> root(ZRV_S3Tree::buildTree(keys, sizes, {}, in, &total));
-        QTEST(storageTreeDump(root.get()), "expected");
-        QTEST(total, "total");
     }
 
 private:
