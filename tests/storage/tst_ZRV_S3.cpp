@@ -156,8 +156,6 @@ private slots:
         p->page.uploadFiles({source});
         QVERIFY(finished.wait(Wait));
         QVERIFY(m_moto.hasObject("zarvo", "presenter/models/props/scene.fbx"));
-        QCOMPARE(p->table()->rowCount(), 1);
-        QCOMPARE(p->table()->item(0, 0)->text() + "|" + p->table()->item(0, 1)->text(), QString("scene.fbx|6 MB"));
 
         answerer.pressButton(QMessageBox::Yes);
         p->selectFiles({"scene.fbx"});
@@ -291,7 +289,6 @@ private slots:
         QVERIFY2(answerer.seen().value(0).title == "Upload Error" &&
                      answerer.seen().value(0).text.startsWith("Error uploading Object to S3 Storage: "),
                  qPrintable(answerer.seen().value(0).text));
-        QCOMPARE(p->page.currentEntry().state, 5);
     }
 
     void pauseResumeWithTheQueueInTheDock()
