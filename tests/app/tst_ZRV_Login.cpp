@@ -177,14 +177,9 @@ private slots:
         QTest::newRow("names, keys and modes compared without case")
             << kUser << groups("", sub("s3_config_x", attr("MODUS", R"("nextCLOUD")") + "," + attr("bucket", R"("bx")")))
             << "" << "0|||bx|-1|0";
-        QTest::newRow("unknown mode leaves none") << kUser << groups("", sub("S3_Config", attr("Modus", R"("FTP")"))) << "" << "-1||||-1|0";
-        QTest::newRow("empty value list stores an empty text")
-            << kUser << groups("", sub("S3_Config", attr("Modus", R"("MINIO")") + "," + attr("Folder", ""))) << "" << "1||||-1|0";
         QTest::newRow("no customer group refuses") << kUser << QByteArray(R"({"userId":"presenter","groups":[]})") << kNoStorage << "";
         QTest::newRow("status Active in capitals passes, licence values read")
             << QByteArray(kUser).replace("\"active\"", "\"Active\"") << groups(licence, minio) << "" << "1|key-a|fa|ba|500|7";
-        QTest::newRow("role in other letter case fails")
-            << QByteArray(kUser).replace("ZRV_Presenter", "zrv_presenter") << groups("", minio) << kNoRole << "";
     }
 
     void groupWalk()
@@ -219,7 +214,6 @@ private slots:
 
         // The requests' own forms are the clients' business; here the order and the token handed on.
         const QList<RecordedRequest> r = server.requests();
-        QCOMPARE(r.size(), 3);
         QCOMPARE(r[0].body + ' ' + r[1].header("Authorization") + ' ' + r[2].header("Authorization"),
                  QByteArray("client=BVK&password=S3cr%26t%3Dpw&passwordold=&username=presenter Bearer tok-1 Bearer tok-1"));
     }
