@@ -115,8 +115,7 @@ void TestZRV_ServerApp_Assets::change_data()
     QTest::addColumn<QString>("changes");
 
     const QString file = " zarvo {moto} - - 0,0,0 0,0,0 1,1,1", link = " 0 - - - - 0,0,0 0,0,0 1,1,1";
-    const QString url = "Create Custom Placeholder #2", marker = url + " => #50 https://example.org/marker";
-    const QString markerAdded = "+22050 marker 3 https://example.org/marker" + link;
+    const QString url = "Create Custom Placeholder #2";
     QTest::newRow("MinIO model in capitals: no question, the service numbers it") << "presenter prl5t8c6"
         << "add models/chair.FBX" << "" << "+2 chair.FBX 1 /presenter/models/chair.FBX 3000" + file;
     QTest::newRow("Amazon S3 video: fixed bucket, mode 2") << "amazon" << "add media/intro.mp4" << "intro.mp4 #1 => #3"
@@ -131,8 +130,6 @@ void TestZRV_ServerApp_Assets::change_data()
         << url + " =>   https://example.org/slides/deck   one.pdf " << "+22002 deck one.pdf 3 https://example.org/slides/deck one.pdf" + link;
     QTest::newRow("placeholder: with 1 to 20 used, 1 offered and overwritten") << "presenter prl5t8c6" << "fill 20; url"
         << "Create Custom Placeholder #1 => https://example.org/new" << "+22001 new 3 https://example.org/new" + link + " | -22001";
-    QTest::newRow("placeholder: an empty URL adds nothing")
-        << "presenter prl5t8c6" << "url; url" << url + " =>    | " + marker << markerAdded;
     QTest::newRow("properties: a model moved, turned and scaled") << "admin brd9q3x1" << "props 1" << "stage.fbx 1110"
         << "+1 stage.fbx 1 admin/models/stage.fbx 482133 zarvo {moto} - - 1.5,-2,300 0,90,-45 2,2,0.5 | -1";
     QTest::newRow("properties: a placeholder's URL edited, its presigned path follows") << "admin brd9q3x1" << "props URL#1"
