@@ -98,6 +98,7 @@ private slots:
         // what stuck. Offscreen the window keeps near its minimum size, so the place tells the runs apart.
         QTest::newRow("closing saves place, size and queue") << true << false << "run 2";
         QTest::newRow("Quit keeps the state of the run before") << true << true << "run 1";
+        QTest::newRow("restorewindow false: fixed place and size, queue still restored") << false << false << "fixed";
     }
 
     void windowState()
@@ -138,7 +139,10 @@ private slots:
         QCOMPARE(exits, leaveByQuit ? QList<int>{0} : QList<int>());
         QVERIFY(run2.queueRestored);
         QCOMPARE(run3.queueRestored, expected == "run 1");
-        QCOMPARE(run3.restored, expected == "run 1" ? run1.left : run2.left);
+        if (expected == "fixed")
+            QCOMPARE(run2.restored.united(run3.restored), QRect(100, 50, 900, 650));
+        else
+            QCOMPARE(run3.restored, expected == "run 1" ? run1.left : run2.left);
     }
 
     void inactivity_data()
@@ -147,6 +151,7 @@ private slots:
         QTest::addColumn<QString>("wakeBy"); // empty: never frozen
         QTest::newRow("background: frozen, woken by activation") << false << "activation";
         QTest::newRow("background: frozen, woken by a transfer starting, which keeps it awake") << false << "transfer";
+        QTest::newRow("in front: never frozen") << true << "";
     }
 
     void inactivity()
