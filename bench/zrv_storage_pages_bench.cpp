@@ -211,15 +211,23 @@ ZRV_LoginData presenterOn(const QString &endpoint)
     return login;
 }
 
+// A moto store with the platform's bucket; says why when there is none.
+bool startStore(MotoServer &moto, const char *what)
+{
+    QString error;
+    if (!moto.start(&error)) {
+        std::printf("%s: no store (%s)\n", what, qPrintable(error));
+        return false;
+    }
+    moto.createBucket("zarvo");
+    return true;
+}
+
 int refreshBench()
 {
     MotoServer moto;
-    QString error;
-    if (!moto.start(&error)) {
-        std::printf("refresh: no store (%s)\n", qPrintable(error));
+    if (!startStore(moto, "refresh"))
         return 1;
-    }
-    moto.createBucket("zarvo");
     const int objects = 5000;
     QElapsedTimer seedClock;
     seedClock.start();
@@ -270,12 +278,8 @@ double rcloneSeconds(const QString &endpoint, const QStringList &args)
 int transferBench(int mib)
 {
     MotoServer moto;
-    QString error;
-    if (!moto.start(&error)) {
-        std::printf("transfer: no store (%s)\n", qPrintable(error));
+    if (!startStore(moto, "transfer"))
         return 1;
-    }
-    moto.createBucket("zarvo");
     QTemporaryDir dir;
     const QString source = dir.filePath("big.bin");
     {
